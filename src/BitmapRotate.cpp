@@ -1,0 +1,107 @@
+/*
+ * BitmapRotate.cpp - turning by exactly 90, 180 or 270 degrees.
+ *
+ *   RotatePic1Bits90 ... RotatePic24Bits270   one per depth and turn
+ *   RotatePicSP                               raw buffers, in place
+ *   imageRotate                               records
+ *
+ * One loop serves all nine: a pixel format says how a pixel moves, a turn says where it goes.
+ */
+#include "BitmapRotate.h"
+
+#include <cstring>
+
+#include "BitmapProcessing.h"
+#include "Pixels.h"
+
+/* A turn: whether it exchanges width and height, and where the pixel at (row, col) of a w x h image goes. */
+struct Turn90 {
+    static constexpr bool swaps_sides = true;
+    static PointRec Place(sint32 w, sint32, sint32 row, sint32 col) { return {row, w - 1 - col}; }
+};
+
+struct Turn180 {
+    static constexpr bool swaps_sides = false;
+    static PointRec Place(sint32 w, sint32 h, sint32 row, sint32 col) { return {w - 1 - col, h - 1 - row}; }
+};
+
+struct Turn270 {
+    static constexpr bool swaps_sides = true;
+    static PointRec Place(sint32, sint32 h, sint32 row, sint32 col) { return {h - 1 - row, col}; }
+};
+
+template <class Pixel, class Turn>
+static sint32 TurnPic(BitmapRec* bitmap_source, BitmapRec* bitmap_dest)
+{
+    if (bitmap_source == nullptr || bitmap_dest == nullptr) return QL_BAD_ARGUMENT;
+    sint32 error_code = Bitmap_Check(bitmap_source);
+    if (error_code != QL_SUCCESS) return error_code;
+    if (bitmap_source->biBitCount != Pixel::bits) return QL_BAD_ARGUMENT;
+
+    const sint32 w = bitmap_source->biWidth;
+    const sint32 h = bitmap_source->biHeight;
+    BitmapRec bitmap = null_bitmap;
+    error_code = Bitmap_New(&bitmap, Turn::swaps_sides ? h : w, Turn::swaps_sides ? w : h, Pixel::bits, 0);
+    if (error_code != QL_SUCCESS) return error_code;
+    for (sint32 row = 0; row < h; ++row) {
+        for (sint32 col = 0; col < w; ++col) {
+            const PointRec place = Turn::Place(w, h, row, col);
+            Pixel::Move(bitmap_source->ScanLine[row], col, bitmap.ScanLine[place.y], place.x);
+        }
+    }
+    *bitmap_dest = bitmap;
+    return QL_SUCCESS;
+}
+
+static sint32 RotatePic1Bits90(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel1, Turn90>(source, dest); }
+static sint32 RotatePic8Bits90(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel8, Turn90>(source, dest); }
+static sint32 RotatePic24Bits90(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel24, Turn90>(source, dest); }
+static sint32 RotatePic1Bits180(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel1, Turn180>(source, dest); }
+static sint32 RotatePic8Bits180(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel8, Turn180>(source, dest); }
+static sint32 RotatePic24Bits180(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel24, Turn180>(source, dest); }
+static sint32 RotatePic1Bits270(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel1, Turn270>(source, dest); }
+static sint32 RotatePic8Bits270(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel8, Turn270>(source, dest); }
+static sint32 RotatePic24Bits270(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel24, Turn270>(source, dest); }
+
+/* Exact equality: 90.0001, -90, 360 and NaN are no right angles. */
+static bool IsRightAngle(double angle) { return angle == 90.0 || angle == 270.0 || angle == 180.0 || angle == 0.0; }
+
+sint32 RotatePicSP(uint8* source, sint32* biWidth, sint32* biHeight, sint32 biBitcount, sint32 rotate_angle)
+{
+    BitmapRec bitmap_source = null_bitmap;
+    BitmapRec bitmap_dest = null_bitmap;
+    if (source == nullptr || biWidth == nullptr || biHeight == nullptr) return QL_BAD_ARGUMENT;
+    if (*biWidth < 1 || *biHeight < 1 || !IsRightAngle(rotate_angle)) return QL_BAD_ARGUMENT;
+
+    sint32 error_code = Bitmap_New(&bitmap_source, *biWidth, *biHeight, biBitcount, 0);
+    if (error_code != QL_SUCCESS) return error_code;
+    std::memcpy(bitmap_source.buffer, source, static_cast<size_t>(bitmap_source.bfSize));
+    error_code = imageRotate(&bitmap_source, &bitmap_dest, rotate_angle);
+    if (error_code == QL_SUCCESS) {
+        *biWidth = bitmap_dest.biWidth;
+        *biHeight = bitmap_dest.biHeight;
+        std::memcpy(source, bitmap_dest.buffer, static_cast<size_t>(bitmap_dest.bfSize));
+    }
+    Bitmap_Done(&bitmap_dest);
+    Bitmap_Done(&bitmap_source);
+    return error_code;
+}
+
+sint32 imageRotate(BitmapRec* bitmap_source, BitmapRec* bitmap_dest, double rotate_angle)
+{
+    typedef sint32 (*RotatePicFun)(BitmapRec*, BitmapRec*);
+    static const RotatePicFun routines[3][3] = {
+        {RotatePic24Bits90, RotatePic24Bits180, RotatePic24Bits270},
+        {RotatePic8Bits90, RotatePic8Bits180, RotatePic8Bits270},
+        {RotatePic1Bits90, RotatePic1Bits180, RotatePic1Bits270},
+    };
+    if (bitmap_source == nullptr || bitmap_dest == nullptr) return QL_BAD_ARGUMENT;
+    if (!IsRightAngle(rotate_angle)) return QL_BAD_ARGUMENT;
+    const sint32 error_code = Bitmap_Check(bitmap_source);
+    if (error_code != QL_SUCCESS) return error_code;
+    if (rotate_angle == 0.0) return Bitmap_Copy(bitmap_source, bitmap_dest);
+
+    const sint32 depth = bitmap_source->biBitCount == 24 ? 0 : bitmap_source->biBitCount == 8 ? 1 : 2;
+    const sint32 turn = rotate_angle == 90.0 ? 0 : rotate_angle == 180.0 ? 1 : 2;
+    return routines[depth][turn](bitmap_source, bitmap_dest);
+}
