@@ -170,8 +170,10 @@ sint32 ReadBitmapFromFile(QL_Bitmap p_bitmap, sint8* image_name)
     BitmapRec bitmap = null_bitmap;
     const sint32 error_code = ReadBitmap(file, &bitmap);
     std::fclose(file);
-    if (error_code == QL_SUCCESS) *p_bitmap = bitmap;
-    else Bitmap_Done(&bitmap);
+    if (error_code == QL_SUCCESS)
+        *p_bitmap = bitmap;
+    else
+        Bitmap_Done(&bitmap);
     return error_code;
 }
 
@@ -289,8 +291,10 @@ struct WriteBW {
     static constexpr sint32 bits = 1;
     static void Pixel(uint8* line, sint32 col, uint8 gray, uint8 DividingValue)
     {
-        if (gray > DividingValue) Pixel1::Set(line, col);
-        else Pixel1::Clear(line, col);
+        if (gray > DividingValue)
+            Pixel1::Set(line, col);
+        else
+            Pixel1::Clear(line, col);
     }
 };
 
@@ -323,9 +327,12 @@ static sint32 ConvertDepth(QL_Bitmap p_source, QL_Bitmap p_dest, uint8 DividingV
     BitmapRec bitmap = null_bitmap;
     error_code = Bitmap_New(&bitmap, p_source->biWidth, p_source->biHeight, Write::bits, AlignmentOf(*p_source));
     if (error_code != QL_SUCCESS) return error_code;
-    if (p_source->biBitCount == 1) ConvertPixels<ReadBit, Write>(*p_source, bitmap, DividingValue);
-    else if (p_source->biBitCount == 8) ConvertPixels<ReadGray, Write>(*p_source, bitmap, DividingValue);
-    else ConvertPixels<ReadColor, Write>(*p_source, bitmap, DividingValue);
+    if (p_source->biBitCount == 1)
+        ConvertPixels<ReadBit, Write>(*p_source, bitmap, DividingValue);
+    else if (p_source->biBitCount == 8)
+        ConvertPixels<ReadGray, Write>(*p_source, bitmap, DividingValue);
+    else
+        ConvertPixels<ReadColor, Write>(*p_source, bitmap, DividingValue);
     *p_dest = bitmap;
     return QL_SUCCESS;
 }
@@ -337,4 +344,7 @@ sint32 GetBWBitmap(QL_Bitmap p_source, QL_Bitmap p_dest, uint8 DividingValue)
 
 sint32 GetGrayBitmap(QL_Bitmap p_source, QL_Bitmap p_dest) { return ConvertDepth<WriteGray>(p_source, p_dest, 0); }
 
-sint32 GetColorBitmap(QL_Bitmap p_source, QL_Bitmap p_dest) { return ConvertDepth<WriteColor>(p_source, p_dest, 0); }
+sint32 GetColorBitmap(QL_Bitmap p_source, QL_Bitmap p_dest)
+{
+    return ConvertDepth<WriteColor>(p_source, p_dest, 0);
+}

@@ -55,13 +55,34 @@ static sint32 TurnPic(BitmapRec* bitmap_source, BitmapRec* bitmap_dest)
 
 static sint32 RotatePic1Bits90(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel1, Turn90>(source, dest); }
 static sint32 RotatePic8Bits90(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel8, Turn90>(source, dest); }
-static sint32 RotatePic24Bits90(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel24, Turn90>(source, dest); }
-static sint32 RotatePic1Bits180(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel1, Turn180>(source, dest); }
-static sint32 RotatePic8Bits180(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel8, Turn180>(source, dest); }
-static sint32 RotatePic24Bits180(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel24, Turn180>(source, dest); }
-static sint32 RotatePic1Bits270(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel1, Turn270>(source, dest); }
-static sint32 RotatePic8Bits270(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel8, Turn270>(source, dest); }
-static sint32 RotatePic24Bits270(BitmapRec* source, BitmapRec* dest) { return TurnPic<Pixel24, Turn270>(source, dest); }
+static sint32 RotatePic24Bits90(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel24, Turn90>(source, dest);
+}
+static sint32 RotatePic1Bits180(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel1, Turn180>(source, dest);
+}
+static sint32 RotatePic8Bits180(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel8, Turn180>(source, dest);
+}
+static sint32 RotatePic24Bits180(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel24, Turn180>(source, dest);
+}
+static sint32 RotatePic1Bits270(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel1, Turn270>(source, dest);
+}
+static sint32 RotatePic8Bits270(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel8, Turn270>(source, dest);
+}
+static sint32 RotatePic24Bits270(BitmapRec* source, BitmapRec* dest)
+{
+    return TurnPic<Pixel24, Turn270>(source, dest);
+}
 
 /* Exact equality: 90.0001, -90, 360 and NaN are no right angles. */
 static bool IsRightAngle(double angle) { return angle == 90.0 || angle == 270.0 || angle == 180.0 || angle == 0.0; }

@@ -31,7 +31,10 @@ struct BytePixel {
         std::memcpy(At(to, to_col), At(from, from_col), Channels);
     }
 
-    static void Show(const uint8* from, sint32 from_col, uint8* to, sint32 to_col) { Move(from, from_col, to, to_col); }
+    static void Show(const uint8* from, sint32 from_col, uint8* to, sint32 to_col)
+    {
+        Move(from, from_col, to, to_col);
+    }
 };
 
 struct Pixel8 : BytePixel<1> {
@@ -53,7 +56,10 @@ struct Pixel1 {
     static constexpr sint32 bits = 1;
 
     static bool IsSet(const uint8* line, sint32 col) { return (line[col >> 3] & BitValue[col & 7]) != 0; }
-    static void Set(uint8* line, sint32 col) { line[col >> 3] = static_cast<uint8>(line[col >> 3] | BitValue[col & 7]); }
+    static void Set(uint8* line, sint32 col)
+    {
+        line[col >> 3] = static_cast<uint8>(line[col >> 3] | BitValue[col & 7]);
+    }
     static void Clear(uint8* line, sint32 col)
     {
         line[col >> 3] = static_cast<uint8>(line[col >> 3] & BitsValue[col & 7]);
@@ -61,8 +67,10 @@ struct Pixel1 {
 
     static void Move(const uint8* from, sint32 from_col, uint8* to, sint32 to_col)
     {
-        if (IsSet(from, from_col)) Set(to, to_col);
-        else Clear(to, to_col);
+        if (IsSet(from, from_col))
+            Set(to, to_col);
+        else
+            Clear(to, to_col);
     }
 
     static void Show(const uint8* from, sint32 from_col, uint8* to, sint32 to_col)

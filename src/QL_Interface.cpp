@@ -39,9 +39,9 @@ struct PipelineRec {
 };
 
 static const PipelineRec null_pipeline = {
-    null_row_seck,           null_image_border_point, null_image_border_point, null_image_border_point,
-    null_image_border_point, null_image_border_line,  null_image_border_line,  null_image_border_line,
-    null_image_border_line,
+    null_row_seck,           null_image_border_point, null_image_border_point,
+    null_image_border_point, null_image_border_point, null_image_border_line,
+    null_image_border_line,  null_image_border_line,  null_image_border_line,
 };
 
 /* The edges' segments point into the sides' points, but releasing either never follows the other. */
@@ -103,21 +103,21 @@ static sint32 RunStages(PipelineRec* work, QL_Bitmap p_bitmap_source, QL_Bitmap 
     if (error_code != QL_SUCCESS) return error_code;
 
     sint32 Image_Incline_Flag = 1;
-    error_code = SplitBorders(p_bitmap_source, &image_range, &Image_Incline_Flag, &work->image_border_point_left,
-                              &work->image_border_point_right, &work->image_border_point_top,
-                              &work->image_border_point_bottom, &work->border_line_left_top,
-                              &work->border_line_left_bottom, &work->border_line_right_top,
-                              &work->border_line_right_bottom, segment_index);
+    error_code =
+        SplitBorders(p_bitmap_source, &image_range, &Image_Incline_Flag, &work->image_border_point_left,
+                     &work->image_border_point_right, &work->image_border_point_top,
+                     &work->image_border_point_bottom, &work->border_line_left_top, &work->border_line_left_bottom,
+                     &work->border_line_right_top, &work->border_line_right_bottom, segment_index);
     if (error_code != QL_SUCCESS) return error_code;
 
     Real64 angle = 0.0;
     PointRec SourceCenter = null_point;
     sint32 biWidth = 0;
     sint32 biHeight = 0;
-    error_code = CalBorderPoints(p_bitmap_source, &work->RowSeck, &angle, &SourceCenter, &biWidth, &biHeight,
-                                 &image_range, &Image_Incline_Flag, &work->border_line_left_top,
-                                 &work->border_line_left_bottom, &work->border_line_right_top,
-                                 &work->border_line_right_bottom);
+    error_code =
+        CalBorderPoints(p_bitmap_source, &work->RowSeck, &angle, &SourceCenter, &biWidth, &biHeight, &image_range,
+                        &Image_Incline_Flag, &work->border_line_left_top, &work->border_line_left_bottom,
+                        &work->border_line_right_top, &work->border_line_right_bottom);
     if (error_code != QL_SUCCESS) return error_code;
 
     return RotateBitmap(p_bitmap_source, p_bitmap_dest, &work->RowSeck, angle, SourceCenter, biWidth, biHeight,
@@ -154,7 +154,8 @@ static bool CropPic(QL_Bitmap bitmap_source, QL_Bitmap bitmap_dest, const uint8*
 {
     uint8 color[3] = {kFillColor[0], kFillColor[1], kFillColor[2]};
     std::memcpy(bitmap_source->buffer, p_bitmap, static_cast<size_t>(bitmap_source->bfSize));
-    if (Quarlo(bitmap_source, bitmap_dest, interpolation, threshold, kBlackGround, color) != QL_SUCCESS) return false;
+    if (Quarlo(bitmap_source, bitmap_dest, interpolation, threshold, kBlackGround, color) != QL_SUCCESS)
+        return false;
     return bitmap_dest->buffer != nullptr && bitmap_dest->bfSize <= bitmap_source->bfSize;
 }
 

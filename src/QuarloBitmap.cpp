@@ -83,17 +83,20 @@ static sint32 AddBorderPointToBitmap(BitmapRec* source, sint32 width_extend, sin
     const int64_t biWidth = int64_t{source->biWidth} + 2 * int64_t{width_extend};
     const int64_t biHeight = int64_t{source->biHeight} + 2 * int64_t{height_extend};
     if (biWidth > INT32_MAX || biHeight > INT32_MAX) return QL_OUT_OF_MEMORY;
-    error_code = Bitmap_New(&bitmap, static_cast<sint32>(biWidth), static_cast<sint32>(biHeight),
-                            source->biBitCount, 0);
+    error_code =
+        Bitmap_New(&bitmap, static_cast<sint32>(biWidth), static_cast<sint32>(biHeight), source->biBitCount, 0);
     if (error_code != QL_SUCCESS) return error_code;
 
     if (bitmap.biBitCount == 1) std::memset(bitmap.buffer, 0, static_cast<size_t>(bitmap.bfSize));
     for (sint32 r = 0; r < source->biHeight; ++r) {
         const uint8* line = source->ScanLine[r];
         uint8* row = bitmap.ScanLine[height_extend + r];
-        if (bitmap.biBitCount == 24) EnlargeRow<Pixel24>(line, source->biWidth, width_extend, row);
-        else if (bitmap.biBitCount == 8) EnlargeRow<Pixel8>(line, source->biWidth, width_extend, row);
-        else EnlargeBitRow(line, source->biWidth, width_extend, row);
+        if (bitmap.biBitCount == 24)
+            EnlargeRow<Pixel24>(line, source->biWidth, width_extend, row);
+        else if (bitmap.biBitCount == 8)
+            EnlargeRow<Pixel8>(line, source->biWidth, width_extend, row);
+        else
+            EnlargeBitRow(line, source->biWidth, width_extend, row);
     }
     const size_t stride = static_cast<size_t>(bitmap.BytesPerLine);
     for (sint32 i = 0; i < height_extend; ++i) {
@@ -141,7 +144,8 @@ struct Nearby {
 
     void Mirrored(Real64 a, Real64 b, uint8* line, sint32 col)
     {
-        Take(WrapSubtract(from.center.x, RealToInteger(a)), WrapSubtract(from.center.y, RealToInteger(b)), line, col);
+        Take(WrapSubtract(from.center.x, RealToInteger(a)), WrapSubtract(from.center.y, RealToInteger(b)), line,
+             col);
     }
 
     void Take(sint32 x, sint32 y, uint8* line, sint32 col)
@@ -189,7 +193,8 @@ struct Tenths {
         if (!Accepts(x2, y2, LeftX, TopY)) return;
         const sint32 right = CalFlag ? 10 - xt : TenthsOf(x2 - LeftX);
         const sint32 lower = CalFlag ? 10 - yt : TenthsOf(y2 - TopY);
-        Blend::template Store<Pixel>(*from.padded, LeftX + kFrame, TopY + kFrame, right, lower, Pixel::At(line, col));
+        Blend::template Store<Pixel>(*from.padded, LeftX + kFrame, TopY + kFrame, right, lower,
+                                     Pixel::At(line, col));
     }
 
     static sint32 TenthsOf(Real64 fraction) { return static_cast<sint32>(fraction * 10.0); }
@@ -349,8 +354,8 @@ static void WalkOutput(Sampler sampler, const BitmapRec& bitmap, const AngleTabl
 
 /* Makes the output, paints it and walks it. `source` is the enlarged one; everything else is in its own terms. */
 template <class Sampler>
-static sint32 RotatePic(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle, PointRec SourceCenter,
-                        sint32 biWidth, sint32 biHeight, uint8* color)
+static sint32 RotatePic(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
+                        PointRec SourceCenter, sint32 biWidth, sint32 biHeight, uint8* color)
 {
     typedef typename Sampler::Format Pixel;
     BitmapRec bitmap = null_bitmap;
@@ -393,13 +398,15 @@ static sint32 Rotate1bitsPicNearby(BitmapRec* source, BitmapRec* dest, RowSeckRe
 static sint32 Rotate24bitsPicBilinear(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
                                       PointRec SourceCenter, sint32 biWidth, sint32 biHeight, uint8* color)
 {
-    return RotatePic<Tenths<Pixel24, Bilinear>>(source, dest, RowSeck, angle, SourceCenter, biWidth, biHeight, color);
+    return RotatePic<Tenths<Pixel24, Bilinear>>(source, dest, RowSeck, angle, SourceCenter, biWidth, biHeight,
+                                                color);
 }
 
 static sint32 Rotate8bitsPicBilinear(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
                                      PointRec SourceCenter, sint32 biWidth, sint32 biHeight, uint8* color)
 {
-    return RotatePic<Tenths<Pixel8, Bilinear>>(source, dest, RowSeck, angle, SourceCenter, biWidth, biHeight, color);
+    return RotatePic<Tenths<Pixel8, Bilinear>>(source, dest, RowSeck, angle, SourceCenter, biWidth, biHeight,
+                                               color);
 }
 
 static sint32 Rotate24bitsPicCubic(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
@@ -461,8 +468,8 @@ static sint32 LimitSpans(const RowSeckRec& RowSeck, sint32 last_col, RowSeckRec*
     return QL_SUCCESS;
 }
 
-static sint32 CheckRotation(const BitmapRec& source, const RowSeckRec& RowSeck, PointRec SourceCenter, sint32 biWidth,
-                            sint32 biHeight, sint32 interpolation)
+static sint32 CheckRotation(const BitmapRec& source, const RowSeckRec& RowSeck, PointRec SourceCenter,
+                            sint32 biWidth, sint32 biHeight, sint32 interpolation)
 {
     if (biWidth < 1 || biHeight < 1) return QL_BAD_ARGUMENT;
     if (SourceCenter.x < 0 || SourceCenter.x >= source.biWidth) return QL_BAD_ARGUMENT;

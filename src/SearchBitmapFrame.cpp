@@ -39,21 +39,21 @@
 /* Degrees and radians are converted with this value, not with full-precision pi: results depend on it. */
 static constexpr Real64 kPi = 3.1415926;
 
-static constexpr sint32 kRowPoints = 150;      /* a row of the page has more page pixels than this */
-static constexpr sint32 kGrowStep = 1000;      /* elements by which arrays grow */
-static constexpr sint32 kSegmentPoints = 6;    /* a full segment; only full ones give extreme points */
-static constexpr sint32 kMaxGap = 6;           /* pixels between neighbours in a segment, on each axis */
-static constexpr sint32 kNoisePoints = 3;      /* a run of up to this many points is dropped */
-static constexpr sint32 kTrim = 5;             /* segments left out at each end of a stretch */
-static constexpr sint32 kStraightBand = 35;    /* pixels off a side's line that still count as on it */
-static constexpr Real64 kStraightShare = 0.6;  /* of the segments on the line, above which a side is straight */
-static constexpr Real64 kUprightAngle = 80.0;  /* degrees above which the side of a cut page counts as upright */
-static constexpr sint32 kUprightBand = 6;      /* pixels between neighbours' centres on an upright edge */
-static constexpr sint32 kToLineMixDis = 5;     /* pixels inward of the line from which a segment is dropped */
-static constexpr sint32 kLineBand = 7;         /* pixels off the final line within which a segment is kept */
-static constexpr Real64 kParallel = 3.5;       /* degrees up to which opposite edges count as parallel */
-static constexpr Real64 kPerpendicular = 2.0;  /* degrees off 90 below which adjacent edges are perpendicular */
-static constexpr sint32 kSpareRows = 16;       /* the span array is this much longer than its last row's index */
+static constexpr sint32 kRowPoints = 150;     /* a row of the page has more page pixels than this */
+static constexpr sint32 kGrowStep = 1000;     /* elements by which arrays grow */
+static constexpr sint32 kSegmentPoints = 6;   /* a full segment; only full ones give extreme points */
+static constexpr sint32 kMaxGap = 6;          /* pixels between neighbours in a segment, on each axis */
+static constexpr sint32 kNoisePoints = 3;     /* a run of up to this many points is dropped */
+static constexpr sint32 kTrim = 5;            /* segments left out at each end of a stretch */
+static constexpr sint32 kStraightBand = 35;   /* pixels off a side's line that still count as on it */
+static constexpr Real64 kStraightShare = 0.6; /* of the segments on the line, above which a side is straight */
+static constexpr Real64 kUprightAngle = 80.0; /* degrees above which the side of a cut page counts as upright */
+static constexpr sint32 kUprightBand = 6;     /* pixels between neighbours' centres on an upright edge */
+static constexpr sint32 kToLineMixDis = 5;    /* pixels inward of the line from which a segment is dropped */
+static constexpr sint32 kLineBand = 7;        /* pixels off the final line within which a segment is kept */
+static constexpr Real64 kParallel = 3.5;      /* degrees up to which opposite edges count as parallel */
+static constexpr Real64 kPerpendicular = 2.0; /* degrees off 90 below which adjacent edges are perpendicular */
+static constexpr sint32 kSpareRows = 16;      /* the span array is this much longer than its last row's index */
 
 /* ======== Pixels ======== */
 
@@ -283,7 +283,8 @@ void StoreSegmentIndex(const SegmentIndexRec& segment_index)
 static sint32 AddPointToBorderLine(PointSetRec* borderPoints, BorderLineRec* BorderLine, sint32 x, sint32 y)
 {
     if (borderPoints == nullptr || BorderLine == nullptr || x < 0 || y < 0) return QL_BAD_ARGUMENT;
-    if (borderPoints->index >= borderPoints->len && !GrowArray(&borderPoints->points, &borderPoints->len, kGrowStep))
+    if (borderPoints->index >= borderPoints->len &&
+        !GrowArray(&borderPoints->points, &borderPoints->len, kGrowStep))
         return QL_OUT_OF_MEMORY;
     borderPoints->points[borderPoints->index] = {x, y};
     borderPoints->index += 1;
@@ -297,7 +298,8 @@ static sint32 AddPointToBorderLine(PointSetRec* borderPoints, BorderLineRec* Bor
 static sint32 AddBorderLineToBorderLines(BorderLineSetRec* BorderLines, const BorderLineRec* BorderLine)
 {
     if (BorderLines == nullptr || BorderLine == nullptr) return QL_BAD_ARGUMENT;
-    if (BorderLines->index >= BorderLines->len && !GrowArray(&BorderLines->borderLine, &BorderLines->len, kGrowStep))
+    if (BorderLines->index >= BorderLines->len &&
+        !GrowArray(&BorderLines->borderLine, &BorderLines->len, kGrowStep))
         return QL_OUT_OF_MEMORY;
     BorderLineRec* added = &BorderLines->borderLine[BorderLines->index];
     *added = *BorderLine;
@@ -353,8 +355,7 @@ static sint32 ChainHit(TraceRec* trace, PointRec hit)
     const PointSetRec& kept = trace->side.border_point;
     if (trace->open.index > 0 && kept.index > 0) {
         const PointRec last = kept.points[kept.index - 1];
-        const bool continues =
-            trace->open.index < kSegmentPoints && IsNear(hit.y, last.y) && IsNear(hit.x, last.x);
+        const bool continues = trace->open.index < kSegmentPoints && IsNear(hit.y, last.y) && IsNear(hit.x, last.x);
         if (!continues) {
             const sint32 error_code = CloseSegment(trace);
             if (error_code != QL_SUCCESS) return error_code;
@@ -378,10 +379,10 @@ static void LinkSegments(ImageBorderPointRec* side)
  * The first side's rays run along `ray`, the second side's against it.
  */
 struct ScanPlanRec {
-    PointRec first_start;  /* where the first line's rays start */
+    PointRec first_start; /* where the first line's rays start */
     PointRec second_start;
-    PointRec ray;          /* step along a ray of the first side */
-    PointRec advance;      /* step from line to line */
+    PointRec ray;     /* step along a ray of the first side */
+    PointRec advance; /* step from line to line */
     int64_t ray_len;
     int64_t line_num;
 };
@@ -432,20 +433,21 @@ static sint32 TraceSides(const DotProbeRec& probe, const ScanPlanRec& plan, Trac
 struct ExtremeRuleRec {
     PointRec ImageRangeRectangleRec::*extreme;
     sint32 PointRec::*axis;
-    bool largest;        /* the largest coordinate is the extreme, else the smallest */
-    bool tie_moves_all;  /* a tie counts as better; else it only moves the last segment number */
+    bool largest;       /* the largest coordinate is the extreme, else the smallest */
+    bool tie_moves_all; /* a tie counts as better; else it only moves the last segment number */
     sint32 SegmentIndexRec::*first_segment;
     sint32 SegmentIndexRec::*last_segment;
 };
 
-static constexpr ExtremeRuleRec kLeftRule = {&ImageRangeRectangleRec::left, &PointRec::x, false, false,
-                                             &SegmentIndexRec::LeftT, &SegmentIndexRec::LeftB};
-static constexpr ExtremeRuleRec kRightRule = {&ImageRangeRectangleRec::right, &PointRec::x, true, true,
-                                              &SegmentIndexRec::RightT, &SegmentIndexRec::RightB};
-static constexpr ExtremeRuleRec kTopRule = {&ImageRangeRectangleRec::top, &PointRec::y, false, false,
-                                            &SegmentIndexRec::TopR, &SegmentIndexRec::TopL};
-static constexpr ExtremeRuleRec kBottomRule = {&ImageRangeRectangleRec::bottom, &PointRec::y, true, false,
-                                               &SegmentIndexRec::BottomR, &SegmentIndexRec::BottomL};
+static constexpr ExtremeRuleRec kLeftRule = {&ImageRangeRectangleRec::left, &PointRec::x,           false, false,
+                                             &SegmentIndexRec::LeftT,       &SegmentIndexRec::LeftB};
+static constexpr ExtremeRuleRec kRightRule = {
+    &ImageRangeRectangleRec::right, &PointRec::x, true, true, &SegmentIndexRec::RightT, &SegmentIndexRec::RightB};
+static constexpr ExtremeRuleRec kTopRule = {&ImageRangeRectangleRec::top, &PointRec::y,          false, false,
+                                            &SegmentIndexRec::TopR,       &SegmentIndexRec::TopL};
+static constexpr ExtremeRuleRec kBottomRule = {
+    &ImageRangeRectangleRec::bottom, &PointRec::y, true, false, &SegmentIndexRec::BottomR,
+    &SegmentIndexRec::BottomL};
 
 /*
  * Finds a side's extreme point among its full segments; `size` is the image's along the rule's axis. Only the first
@@ -493,8 +495,8 @@ static sint32 MarkSides(const DotProbeRec& probe, const ScanPlanRec& plan, const
     LinkSegments(&second->side);
     FindExtreme(first->side.border_line_seck, first_rule, size, image_range, segment_index);
     FindExtreme(second->side.border_line_seck, second_rule, size, image_range, segment_index);
-    const bool ordered = (image_range->*first_rule.extreme).*first_rule.axis <
-                         (image_range->*second_rule.extreme).*second_rule.axis;
+    const bool ordered =
+        (image_range->*first_rule.extreme).*first_rule.axis < (image_range->*second_rule.extreme).*second_rule.axis;
     return ordered ? QL_SUCCESS : QL_NO_PAGE;
 }
 
@@ -507,12 +509,16 @@ static int64_t CountBetween(sint32 low, sint32 high) { return low <= high ? int6
 static ScanPlanRec PlanScan(Sides sides, const RectangleRec& range, const ImageRangeRectangleRec& image_range)
 {
     if (sides == Sides::LeftRight) /* rows from the top down */
-        return {{range.left, range.top}, {range.right, range.top}, {1, 0}, {0, 1},
-                CountBetween(range.left, range.right), CountBetween(range.top, range.bottom)};
+        return {{range.left, range.top},
+                {range.right, range.top},
+                {1, 0},
+                {0, 1},
+                CountBetween(range.left, range.right),
+                CountBetween(range.top, range.bottom)};
     const sint32 left = image_range.left.x;
     const sint32 right = image_range.right.x; /* columns from right to left */
-    return {{right, range.top}, {right, range.bottom}, {0, 1}, {-1, 0},
-            CountBetween(range.top, range.bottom), CountBetween(left, right)};
+    return {{right, range.top},       {right, range.bottom}, {0, 1}, {-1, 0}, CountBetween(range.top, range.bottom),
+            CountBetween(left, right)};
 }
 
 static sint32 MarkBorder(Sides sides, QL_Bitmap p_bitmap, const RectangleRec* fore_image_range,
@@ -548,14 +554,16 @@ sint32 MarkLeftRight(QL_Bitmap p_bitmap, const RectangleRec* fore_image_range, c
                      ImageBorderPointRec* left, ImageBorderPointRec* right, ImageRangeRectangleRec* image_range,
                      SegmentIndexRec* segment_index)
 {
-    return MarkBorder(Sides::LeftRight, p_bitmap, fore_image_range, ground, left, right, image_range, segment_index);
+    return MarkBorder(Sides::LeftRight, p_bitmap, fore_image_range, ground, left, right, image_range,
+                      segment_index);
 }
 
 sint32 MarkTopBottom(QL_Bitmap p_bitmap, const RectangleRec* fore_image_range, const GroundRec& ground,
                      ImageBorderPointRec* top, ImageBorderPointRec* bottom, ImageRangeRectangleRec* image_range,
                      SegmentIndexRec* segment_index)
 {
-    return MarkBorder(Sides::TopBottom, p_bitmap, fore_image_range, ground, top, bottom, image_range, segment_index);
+    return MarkBorder(Sides::TopBottom, p_bitmap, fore_image_range, ground, top, bottom, image_range,
+                      segment_index);
 }
 
 sint32 MarkLeftRightBorder(QL_Bitmap p_bitmap, RectangleRec* fore_image_range, sint32 GroundColor,
@@ -729,9 +737,12 @@ static sint32 LineOfPoints(LineRec* line, BorderLineSetRec* BorderLines)
 static sint32 CalLineIntercept(LineRec* line)
 {
     if (!IsFitted(line)) return QL_BAD_ARGUMENT;
-    if (line->angle == 0.0) line->a = line->center.y;
-    else if (line->angle == 90.0) line->a = line->center.x;
-    else line->a = line->center.y - line->center.x * line->b;
+    if (line->angle == 0.0)
+        line->a = line->center.y;
+    else if (line->angle == 90.0)
+        line->a = line->center.x;
+    else
+        line->a = line->center.y - line->center.x * line->b;
     return QL_SUCCESS;
 }
 
@@ -774,9 +785,12 @@ static sint32 PointToLine(PointRec point, LineRec* line, sint32* d)
 {
     if (!IsFitted(line) || d == nullptr) return QL_BAD_ARGUMENT;
     Real64 t = 0.0;
-    if (line->type == kVertical) t = line->a - point.x;
-    else if (line->type == kHorizontal) t = point.y - line->a;
-    else t = (point.y - line->a - line->b * point.x) / std::sqrt(line->b * line->b + 1.0);
+    if (line->type == kVertical)
+        t = line->a - point.x;
+    else if (line->type == kHorizontal)
+        t = point.y - line->a;
+    else
+        t = (point.y - line->a - line->b * point.x) / std::sqrt(line->b * line->b + 1.0);
     *d = RealToInteger(t);
     return QL_SUCCESS;
 }
@@ -875,12 +889,15 @@ static bool IsWithin(sint32 a, sint32 b, sint32 band)
 static sint32 DecideLineAccidented(PointRec Point1, PointRec Point2, PointRec PointX, sint32 Image_Incline_Flag,
                                    sint32 side, sint32* type)
 {
-    if (type == nullptr || !IsFlag(Image_Incline_Flag) || side < kLeftTop || side > kRightTop) return QL_BAD_ARGUMENT;
+    if (type == nullptr || !IsFlag(Image_Incline_Flag) || side < kLeftTop || side > kRightTop)
+        return QL_BAD_ARGUMENT;
     if (IsSamePoint(Point1, Point2)) return QL_BAD_ARGUMENT;
     if (Image_Incline_Flag == 0) {
-        const bool is_row = side == kLeftTop || side == kRightBottom; /* of an upright page: the top and bottom edge */
+        const bool is_row =
+            side == kLeftTop || side == kRightBottom; /* of an upright page: the top and bottom edge */
         const sint32 PointRec::*axis = is_row ? &PointRec::y : &PointRec::x;
-        *type = IsWithin(Point1.*axis, PointX.*axis, kUprightBand) && IsWithin(Point2.*axis, PointX.*axis, kUprightBand);
+        *type = IsWithin(Point1.*axis, PointX.*axis, kUprightBand) &&
+                IsWithin(Point2.*axis, PointX.*axis, kUprightBand);
         return QL_SUCCESS;
     }
 
@@ -958,8 +975,9 @@ static sint32 MarkSegments(BorderLineSetRec* set, sint32 Image_Incline_Flag, sin
     segment[0].type = 0;
     segment[last].type = 0;
     for (sint32 i = 1; i < last; ++i) {
-        const sint32 error_code = DecideLineAccidented(segment[i - 1].Center, segment[i + 1].Center,
-                                                       segment[i].Center, Image_Incline_Flag, side, &segment[i].type);
+        const sint32 error_code =
+            DecideLineAccidented(segment[i - 1].Center, segment[i + 1].Center, segment[i].Center,
+                                 Image_Incline_Flag, side, &segment[i].type);
         if (error_code != QL_SUCCESS) return error_code;
     }
 
@@ -1121,8 +1139,10 @@ sint32 SplitBorders(QL_Bitmap p_bitmap, const ImageRangeRectangleRec* p_image_ra
     bool upright = false;
     const bool inside = range.top.y > 0 && range.bottom.y < p_bitmap->biHeight - 1;
     const bool wide = int64_t{range.right.x} - range.left.x > int64_t{range.bottom.y} - range.top.y;
-    if (inside) error_code = DecideUpright(wide ? T : L, wide ? B : R, -1.0, &upright);
-    else error_code = DecideUpright(L, R, kUprightAngle, &upright);
+    if (inside)
+        error_code = DecideUpright(wide ? T : L, wide ? B : R, -1.0, &upright);
+    else
+        error_code = DecideUpright(L, R, kUprightAngle, &upright);
     if (error_code != QL_SUCCESS) return error_code;
     if (upright) *Image_Incline_Flag = 0;
 
@@ -1163,14 +1183,12 @@ sint32 SplitBorders(QL_Bitmap p_bitmap, const ImageRangeRectangleRec* p_image_ra
     return error_code;
 }
 
-sint32 DispartBorderPoints(QL_Bitmap p_bitmap, ImageRangeRectangleRec* p_image_range, sint32* Image_Incline_Flag,
-                           ImageBorderPointRec* p_image_border_point_left,
-                           ImageBorderPointRec* p_image_border_point_right,
-                           ImageBorderPointRec* p_image_border_point_top,
-                           ImageBorderPointRec* p_image_border_point_bottom,
-                           ImageBorderLineRec* p_border_line_left_top, ImageBorderLineRec* p_border_line_left_bottom,
-                           ImageBorderLineRec* p_border_line_right_top,
-                           ImageBorderLineRec* p_border_line_right_bottom)
+sint32
+DispartBorderPoints(QL_Bitmap p_bitmap, ImageRangeRectangleRec* p_image_range, sint32* Image_Incline_Flag,
+                    ImageBorderPointRec* p_image_border_point_left, ImageBorderPointRec* p_image_border_point_right,
+                    ImageBorderPointRec* p_image_border_point_top, ImageBorderPointRec* p_image_border_point_bottom,
+                    ImageBorderLineRec* p_border_line_left_top, ImageBorderLineRec* p_border_line_left_bottom,
+                    ImageBorderLineRec* p_border_line_right_top, ImageBorderLineRec* p_border_line_right_bottom)
 {
     return SplitBorders(p_bitmap, p_image_range, Image_Incline_Flag, p_image_border_point_left,
                         p_image_border_point_right, p_image_border_point_top, p_image_border_point_bottom,
@@ -1303,8 +1321,10 @@ static sint32 SquareUp(const FrameLinesRec& lines)
     if (LRParallel && TBParallel)
         return PerpendicularDeviation(*lines.LT, *lines.LB) >= kPerpendicular ? QL_NO_PAGE : QL_SUCCESS;
     if (!LRParallel && !TBParallel) return QL_NO_PAGE;
-    if (TBParallel) MakeParallel(lines.LT, lines.RB, *lines.LB, *lines.RT, DegreesDividedFirst);
-    else MakeParallel(lines.LB, lines.RT, *lines.LT, *lines.RB, DegreesMultipliedFirst);
+    if (TBParallel)
+        MakeParallel(lines.LT, lines.RB, *lines.LB, *lines.RT, DegreesDividedFirst);
+    else
+        MakeParallel(lines.LB, lines.RT, *lines.LT, *lines.RB, DegreesMultipliedFirst);
     return QL_SUCCESS;
 }
 
@@ -1405,8 +1425,8 @@ sint32 CalBorderPoints(BitmapRec* p_bitmap, RowSeckRec* RowSeck, Real64* angle, 
     if (p_bitmap == nullptr || RowSeck == nullptr || angle == nullptr || SourceCenter == nullptr ||
         biWidth == nullptr || biHeight == nullptr || p_image_range == nullptr || Image_Incline_Flag == nullptr)
         return QL_BAD_ARGUMENT;
-    ImageBorderLineRec* const edges[4] = {p_border_line_left_top, p_border_line_left_bottom, p_border_line_right_top,
-                                          p_border_line_right_bottom};
+    ImageBorderLineRec* const edges[4] = {p_border_line_left_top, p_border_line_left_bottom,
+                                          p_border_line_right_top, p_border_line_right_bottom};
     for (const ImageBorderLineRec* edge : edges)
         if (edge == nullptr) return QL_BAD_ARGUMENT;
     sint32 error_code = Bitmap_Check(p_bitmap);
