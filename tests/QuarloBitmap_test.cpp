@@ -217,9 +217,16 @@ TEST(AddBorderPointToBitmap, OneBitEachEndDecidesItsOwnBorder)
     Bitmap source(4, 3, 1), out;
     DrawBits(source, {".#.#", "#.#.", "...."});
     ASSERT_EQ(0, AddBorderPointToBitmap(&source.rec, 8, 1, &out.rec));
-    EXPECT_EQ((std::vector<std::string>{"........." "#.#" "########", "........." "#.#" "########",
-                                        ".########" ".#." "........", "....................",
-                                        "...................."}),
+    EXPECT_EQ((std::vector<std::string>{"........."
+                                        "#.#"
+                                        "########",
+                                        "........."
+                                        "#.#"
+                                        "########",
+                                        ".########"
+                                        ".#."
+                                        "........",
+                                        "....................", "...................."}),
               BitsOf(out));
 }
 
@@ -228,7 +235,10 @@ TEST(AddBorderPointToBitmap, OneBitCopiesAcrossBytes)
     Bitmap source(11, 1, 1), out;
     DrawBits(source, {"##.#..#.##."});
     ASSERT_EQ(0, AddBorderPointToBitmap(&source.rec, 8, 1, &out.rec));
-    EXPECT_EQ(std::vector<std::string>(3, ".#######" "##.#..#.##." "........"), BitsOf(out));
+    EXPECT_EQ(std::vector<std::string>(3, ".#######"
+                                          "##.#..#.##."
+                                          "........"),
+              BitsOf(out));
 }
 
 /* Column 11 is bit 3 of byte 1; the border runs left from there. */
@@ -237,7 +247,10 @@ TEST(AddBorderPointToBitmap, OneBitExtension3StartsAtColumn11)
     Bitmap source(11, 1, 1), out;
     DrawBits(source, {"#.##.#####."});
     ASSERT_EQ(0, AddBorderPointToBitmap(&source.rec, 3, 1, &out.rec));
-    EXPECT_EQ(std::vector<std::string>(3, "........." "##" "#.##.#"), BitsOf(out));
+    EXPECT_EQ(std::vector<std::string>(3, "........."
+                                          "##"
+                                          "#.##.#"),
+              BitsOf(out));
 }
 
 /* The pixel after the second byte of a row is column 0 of the next row. */
@@ -470,11 +483,12 @@ TEST(RotateBitmap, NotANumberAsAngleLeavesBackgroundAroundTheCentre)
 TEST(RotateBitmap, NotANumberAsAngleLeavesAOneBitImageAsPainted)
 {
     Bitmap source(6, 6, 1), out;
-    Rotate(source, Mask(0, 1, 0, 5), {6, 5, {2, 2}, std::numeric_limits<Real64>::quiet_NaN(), kNearest}, out, {255});
+    Rotate(source, Mask(0, 1, 0, 5), {6, 5, {2, 2}, std::numeric_limits<Real64>::quiet_NaN(), kNearest}, out,
+           {255});
     EXPECT_EQ(std::vector<std::string>(5, "######"), BitsOf(out));
 }
 
-/* Rows of 40 pixels over an image of 3: up to five columns beyond the edge repeat it, from the eighth nothing is read. */
+/* Columns -19 to 21 of an image of 3: six columns beyond the edge repeat it; beyond its border of 8 nothing is read. */
 TEST(RotateBitmap, SpansThatLeaveTheImageNeverLeaveMemory)
 {
     const sint32 far = std::numeric_limits<sint32>::max();
@@ -486,8 +500,8 @@ TEST(RotateBitmap, SpansThatLeaveTheImageNeverLeaveMemory)
             for (sint32 row = 0; row < 3; ++row) {
                 const Bytes line = RowsOf(out)[static_cast<size_t>(row)];
                 EXPECT_EQ(Bytes(19, kGround), Bytes(line.begin(), line.begin() + 19));
-                EXPECT_EQ(Bytes(6, 70), Bytes(line.begin() + 21, line.begin() + 27));
-                EXPECT_EQ(Bytes(12, kGround), Bytes(line.begin() + 29, line.end()));
+                EXPECT_EQ(Bytes(7, 70), Bytes(line.begin() + 21, line.begin() + 28));
+                EXPECT_EQ(Bytes(11, kGround), Bytes(line.begin() + 30, line.end()));
             }
         }
 }
@@ -524,7 +538,11 @@ TEST(Rotate8bitsPicNearby, OutsideTheSpansKeepsBackground)
 {
     const Mask mask(1, {{1, 3}, {0, 0}, {4, 9}, {3, 2}});
     constexpr uint8 g = kGround;
-    EXPECT_EQ((Rows{{g, g, g, g, g}, {g, 11, 12, 13, g}, {20, g, g, g, g}, {g, g, g, g, 34}, {g, g, g, g, g},
+    EXPECT_EQ((Rows{{g, g, g, g, g},
+                    {g, 11, 12, 13, g},
+                    {20, g, g, g, g},
+                    {g, g, g, g, 34},
+                    {g, g, g, g, g},
                     {g, g, g, g, g}}),
               Rotated(Ramp(5, 6), mask, {5, 6, {2, 2}, 0.0, kNearest}));
 }
@@ -582,19 +600,17 @@ TEST(Rotate8bitsPicNearby, PositiveAngleTurnsColumnsTowardsRows)
 
 TEST(Rotate8bitsPicNearby, NegativeAngleTurnsRowsTowardsColumns)
 {
-    EXPECT_EQ((Rows{{13, 13, 23, 22, 31},
-                    {24, 23, 33, 32, 31},
-                    {34, 33, 33, 33, 32},
-                    {35, 34, 33, 43, 42},
-                    {35, 44, 43, 53, 53}}),
-              Rotated(Rows(7, Bytes(7)), {1, 1, {3, 3}, -0.5, kNearest}).empty()
-                  ? Rows{}
-                  : Rotated(Ramp(7, 7), {5, 5, {3, 3}, -0.5, kNearest}));
+    EXPECT_EQ((Rows{{13, 13, 23, 24, 35},
+                    {22, 23, 33, 34, 35},
+                    {32, 33, 33, 33, 34},
+                    {31, 32, 33, 43, 44},
+                    {31, 42, 43, 53, 53}}),
+              Rotated(Ramp(7, 7), {5, 5, {3, 3}, -0.5, kNearest}));
 }
 
 TEST(Rotate8bitsPicNearby, EvenSizesUnderAnAngle)
 {
-    /* the 5 x 5 output above without its first row and column, and one more of each at the end */
+    /* the 5 x 5 output without its first row and column */
     EXPECT_EQ((Rows{{32, 33, 23, 24}, {33, 33, 33, 34}, {43, 33, 34, 35}, {53, 43, 44, 35}}),
               Rotated(Ramp(7, 7), {4, 4, {3, 3}, 0.5, kNearest}));
 }
@@ -617,7 +633,7 @@ TEST(Rotate8bitsPicNearby, OffsetsAreTruncatedTowardThePivot)
               Rotated(Repeat(cols, 11), turn));
     Rows rows;
     for (uint8 row = 0; row < 11; ++row) rows.emplace_back(21, row);
-    EXPECT_EQ((Rows{{0}, {0}, {1}, {1}, {2}, {2}, {3}, {3}, {4}, {4}, {5}, {5}, {5},
+    EXPECT_EQ((Rows{{0}, {0}, {1}, {1}, {2}, {2}, {3}, {3}, {4}, {4}, {5},  {5}, {5},
                     {5}, {5}, {6}, {6}, {7}, {7}, {8}, {8}, {9}, {9}, {10}, {10}}),
               Rotated(rows, turn));
 }
@@ -625,7 +641,7 @@ TEST(Rotate8bitsPicNearby, OffsetsAreTruncatedTowardThePivot)
 /* An offset of -0.6 is truncated to 0, so that even column 0 is sampled from half a pixel outside the image. */
 TEST(Rotate8bitsPicNearby, OffsetBetweenMinus1And0SamplesThePivot)
 {
-    EXPECT_EQ((Rows{{0, 0, 0}}), Rotated(Ramp(3, 3), {3, 1, {0, 0}, std::acos(0.6), kNearest}));
+    EXPECT_EQ((Rows{{50, 50, 50}}), Rotated(Repeat({50, 60, 70}, 3), {3, 1, {0, 0}, std::acos(0.6), kNearest}));
 }
 
 /* 0.1 added up ten times stays below 1, ten times 0.1 does not. */
@@ -664,8 +680,8 @@ TEST(Rotate24bitsPicNearby, CopiesWholePixelsAndPaintsThreeBytes)
  */
 const Rows kShiftedQuadrants = {
     {11, 12, 2, 3, 4}, {21, 22, 12, 13, 14}, {31, 32, 33, 23, 24}, {41, 42, 43, 33, 34}, {51, 52, 53, 43, 44}};
-const Rows kShiftedQuadrantsEven = {{11, 12, 2, 3, 4, 5},       {21, 22, 12, 13, 14, 15}, {31, 32, 33, 23, 24, 25},
-                                    {41, 42, 43, 33, 34, 35},   {51, 52, 53, 43, 44, 45}, {61, 62, 63, 53, 54, 55}};
+const Rows kShiftedQuadrantsEven = {{11, 12, 2, 3, 4, 5},     {21, 22, 12, 13, 14, 15}, {31, 32, 33, 23, 24, 25},
+                                    {41, 42, 43, 33, 34, 35}, {51, 52, 53, 43, 44, 45}, {61, 62, 63, 53, 54, 55}};
 
 TEST(Rotate8bitsPicBilinear, Angle0ShiftsTheMirroredQuadrants)
 {
@@ -753,7 +769,8 @@ TEST(Rotate8bitsPicBilinear, FractionIsTruncatedToTenths)
 
 TEST(Rotate8bitsPicBilinear, PointLeftOfColumn0IsRejected)
 {
-    EXPECT_EQ((Rows{{kGround, 100, 100}}), Rotated(Repeat({100, 100}, 5), {3, 1, {0, 2}, std::acos(0.52), kBilinear}));
+    EXPECT_EQ((Rows{{kGround, 100, 100}}),
+              Rotated(Repeat({100, 100}, 5), {3, 1, {0, 2}, std::acos(0.52), kBilinear}));
     EXPECT_EQ((Rows{{kGround}, {100}, {100}}),
               Rotated(Repeat({100, 100}, 5), {1, 3, {0, 2}, std::acos(0.52), kBilinear}));
 }
@@ -785,13 +802,13 @@ TEST(Rotate8bitsPicBilinear, LastColumnOfTheImageIsBlendedWithItself)
     EXPECT_EQ(100u, out.At(0, 2));
 }
 
-/* Row 4 of 0 and 255 below row 3 of 255 and 0: y = 3.146 blends them after the columns were, 1 to 9. */
+/* x = 4.52, y = 3.146: five tenths, then one; rows first would give 141. */
 TEST(Rotate8bitsPicBilinear, RowsAreBlendedAfterColumns)
 {
     Rows pixels(6, Bytes(6, 0));
     pixels[3] = {0, 0, 0, 0, 100, 200};
     pixels[4] = {0, 0, 0, 0, 50, 60};
-    /* x = 4.52: 50 + 100 = 150 above, 25 + 30 = 55 below; then 135 + 5 */
+    /* 50 + 100 above, 25 + 30 below; then nine tenths of 150 and one of 55, 135 + 5 */
     EXPECT_EQ(140, Rotated(pixels, {3, 1, {4, 4}, std::acos(0.52), kBilinear})[0][2]);
 }
 
@@ -893,14 +910,12 @@ TEST(Rotate8bitsPicCubic, RowSumsAreNotClamped)
     EXPECT_EQ(158, Rotated(pixels, kFiveTenths)[0][10]);
 }
 
-TEST(Rotate8bitsPicCubic, ColumnsAndRowsOfTheNeighbourhoodAreNotExchanged)
+/* 100 * 640 >> 10 = 62, and 62 * (-128 + 640 + 640) >> 10 = 69; columns first would give 70. */
+TEST(Rotate8bitsPicCubic, RowsAreSummedBeforeColumns)
 {
     Rows pixels(16, Bytes(16, 0));
-    pixels[4][10] = pixels[5][10] = 100; /* -128 * 100 >> 10 = -13 in two rows */
-    pixels[3][11] = 200;                 /* 640 * 200 >> 10 = 125 */
-    pixels[4][11] = 200;
-    /* rows: 125, -25 + 137 = 112, -13, 0: (-128 * 125 + 640 * (112 - 13)) >> 10 = 46 */
-    EXPECT_EQ(46, Rotated(pixels, kFiveTenths)[0][10]);
+    pixels[3][11] = pixels[4][11] = pixels[5][11] = 100;
+    EXPECT_EQ(69, Rotated(pixels, kFiveTenths)[0][10]);
 }
 
 TEST(Rotate8bitsPicCubic, SumAbove255IsClamped)
