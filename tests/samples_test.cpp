@@ -119,9 +119,9 @@ TEST_P(Sample, PipelineGivesThePinnedSize)
     EXPECT_EQ(expected.code == 0 ? scan.rec.biBitCount : 0, page.rec.biBitCount);
 }
 
-INSTANTIATE_TEST_SUITE_P(Scans, Sample, testing::ValuesIn(kCases), [](const auto& info) {
-    const std::string file = info.param.file;
-    return file.substr(0, file.find('.')) + (info.param.threshold == 0 ? "_auto" : "_best");
+INSTANTIATE_TEST_SUITE_P(Scans, Sample, testing::ValuesIn(kCases), [](const auto& sample) {
+    const std::string file = sample.param.file;
+    return file.substr(0, file.find('.')) + (sample.param.threshold == 0 ? "_auto" : "_best");
 });
 
 } // namespace
