@@ -20,12 +20,12 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 /* Stops the run with a message when the library breaks a promise. */
-#define FUZZ_REQUIRE(condition)                                                                                       \
-    do {                                                                                                              \
-        if (!(condition)) {                                                                                           \
-            std::fprintf(stderr, "%s:%d: broken promise: %s\n", __FILE__, __LINE__, #condition);                      \
-            std::abort();                                                                                             \
-        }                                                                                                             \
+#define FUZZ_REQUIRE(condition)                                                                                    \
+    do {                                                                                                           \
+        if (!(condition)) {                                                                                        \
+            std::fprintf(stderr, "%s:%d: broken promise: %s\n", __FILE__, __LINE__, #condition);                   \
+            std::abort();                                                                                          \
+        }                                                                                                          \
     } while (false)
 
 /* Hands out the input from the front; zeros once it is used up. */

@@ -8,7 +8,8 @@
 
 #include "FuzzInput.h"
 
-namespace {
+namespace
+{
 
 void RunFile(const std::filesystem::path& name)
 {
@@ -23,7 +24,8 @@ int main(int argc, char** argv)
 {
     std::vector<std::filesystem::path> files;
     for (int k = 1; k < argc; ++k) {
-        if (!std::filesystem::is_directory(argv[k])) files.push_back(argv[k]);
+        if (!std::filesystem::is_directory(argv[k]))
+            files.push_back(argv[k]);
         else
             for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[k]))
                 if (entry.is_regular_file()) files.push_back(entry.path());

@@ -10,7 +10,8 @@
 #include "FuzzInput.h"
 #include "QL_Interface.h"
 
-namespace {
+namespace
+{
 
 constexpr sint32 kMaxPixels = 400 * 400; /* larger images are read, but not worked on: the fuzzer has to be quick */
 
@@ -23,7 +24,10 @@ public:
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
 
-    void Write(const uint8_t* data, size_t size) { FUZZ_REQUIRE(write(file, data, size) == static_cast<ssize_t>(size)); }
+    void Write(const uint8_t* data, size_t size)
+    {
+        FUZZ_REQUIRE(write(file, data, size) == static_cast<ssize_t>(size));
+    }
     sint8* Name() { return reinterpret_cast<sint8*>(name.data()); }
 
 private:

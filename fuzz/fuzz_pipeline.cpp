@@ -7,14 +7,17 @@
 #include "FuzzInput.h"
 #include "QL_Interface.h"
 
-namespace {
+namespace
+{
 
 void SetDot(BitmapRec* rec, sint32 row, sint32 col, uint8 gray)
 {
     if (row < 0 || col < 0 || row >= rec->biHeight || col >= rec->biWidth) return;
     uint8* line = rec->ScanLine[row];
-    if (rec->biBitCount == 8) line[col] = gray;
-    else if (rec->biBitCount == 24) std::memset(line + 3 * col, gray, 3);
+    if (rec->biBitCount == 8)
+        line[col] = gray;
+    else if (rec->biBitCount == 24)
+        std::memset(line + 3 * col, gray, 3);
     else {
         const uint8 mask = static_cast<uint8>(0x80 >> (col & 7));
         line[col >> 3] = static_cast<uint8>(gray >= 128 ? line[col >> 3] | mask : line[col >> 3] & ~mask);
@@ -64,8 +67,11 @@ void RunRawBuffer(const BitmapRec& rec, sint32 interpolation, sint32 threshold)
     sint32 width = rec.biWidth;
     sint32 height = rec.biHeight;
     const sint32 done = QuarloPic(pixels.data(), &width, &height, rec.biBitCount, interpolation, threshold);
-    if (done == 0) FUZZ_REQUIRE(pixels == before && width == rec.biWidth && height == rec.biHeight);
-    else FUZZ_REQUIRE(static_cast<size_t>(height) * static_cast<size_t>((rec.biBitCount * width + 7) / 8) <= before.size());
+    if (done == 0)
+        FUZZ_REQUIRE(pixels == before && width == rec.biWidth && height == rec.biHeight);
+    else
+        FUZZ_REQUIRE(static_cast<size_t>(height) * static_cast<size_t>((rec.biBitCount * width + 7) / 8) <=
+                     before.size());
 }
 
 } // namespace

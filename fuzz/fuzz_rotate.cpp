@@ -5,14 +5,18 @@
 #include "FuzzInput.h"
 #include "QuarloBitmap.h"
 
-namespace {
+namespace
+{
 
 Real64 TakeAngle(FuzzInput* input)
 {
     switch (input->Between(0, 3)) {
-    case 0: return input->Take<Real64>(); /* also NaN and infinities */
-    case 1: return input->Take<sint8>() * 3.1415926 / 4;
-    default: return input->Take<int16_t>() / 10000.0;
+    case 0:
+        return input->Take<Real64>(); /* also NaN and infinities */
+    case 1:
+        return input->Take<sint8>() * 3.1415926 / 4;
+    default:
+        return input->Take<int16_t>() / 10000.0;
     }
 }
 

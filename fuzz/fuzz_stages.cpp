@@ -5,7 +5,8 @@
 #include "FuzzInput.h"
 #include "SearchBitmapFrame.h"
 
-namespace {
+namespace
+{
 
 constexpr sint32 kMaxSegments = 60;
 constexpr sint32 kSegmentPoints = 6;
@@ -53,8 +54,8 @@ PointRec TakePoint(FuzzInput* input) { return {input->Hostile(0, 2500), input->H
 
 void SetGlobals(FuzzInput* input)
 {
-    for (sint32* global : {&LeftPointIndexT, &LeftPointIndexB, &RightPointIndexT, &RightPointIndexB, &TopPointIndexR,
-                           &TopPointIndexL, &BottomPointIndexR, &BottomPointIndexL})
+    for (sint32* global : {&LeftPointIndexT, &LeftPointIndexB, &RightPointIndexT, &RightPointIndexB,
+                           &TopPointIndexR, &TopPointIndexL, &BottomPointIndexR, &BottomPointIndexL})
         *global = input->Hostile(0, kMaxSegments);
 }
 
@@ -77,8 +78,9 @@ void SplitAndFrame(FuzzInput* input)
         right_top.rec.border_line_seck = right.rec.border_line_seck;
         right_bottom.rec.border_line_seck = bottom.rec.border_line_seck;
     } else {
-        const sint32 code = DispartBorderPoints(&bitmap, &range, &tilted, &left.rec, &right.rec, &top.rec, &bottom.rec,
-                                                &left_top.rec, &left_bottom.rec, &right_top.rec, &right_bottom.rec);
+        const sint32 code =
+            DispartBorderPoints(&bitmap, &range, &tilted, &left.rec, &right.rec, &top.rec, &bottom.rec,
+                                &left_top.rec, &left_bottom.rec, &right_top.rec, &right_bottom.rec);
         FUZZ_REQUIRE(code >= 0 && code <= 11);
         FUZZ_REQUIRE(tilted == 0 || tilted == 1);
     }
@@ -88,8 +90,8 @@ void SplitAndFrame(FuzzInput* input)
     PointRec center = null_point;
     sint32 width = 0;
     sint32 height = 0;
-    const sint32 code = CalBorderPoints(&bitmap, &rows, &angle, &center, &width, &height, &range, &tilted, &left_top.rec,
-                                        &left_bottom.rec, &right_top.rec, &right_bottom.rec);
+    const sint32 code = CalBorderPoints(&bitmap, &rows, &angle, &center, &width, &height, &range, &tilted,
+                                        &left_top.rec, &left_bottom.rec, &right_top.rec, &right_bottom.rec);
     FUZZ_REQUIRE((code == 0) == (rows.seck != nullptr));
     if (code == 0) {
         FUZZ_REQUIRE(center.x >= 0 && center.x < bitmap.biWidth && center.y >= 0 && center.y < bitmap.biHeight);
@@ -153,7 +155,9 @@ void MarkAnywhere(FuzzInput* input)
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     FuzzInput input(data, size);
-    if (input.Flip()) MarkAnywhere(&input);
-    else SplitAndFrame(&input);
+    if (input.Flip())
+        MarkAnywhere(&input);
+    else
+        SplitAndFrame(&input);
     return 0;
 }

@@ -5,7 +5,8 @@
 #include "BitmapRotate.h"
 #include "FuzzInput.h"
 
-namespace {
+namespace
+{
 
 size_t PackedSize(sint32 width, sint32 height, sint32 bits)
 {

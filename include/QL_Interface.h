@@ -13,8 +13,9 @@
  *                  they differ from it by 9 grey levels or more, either way.
  *   background     1 dark, 255 light
  *
- * Threads: all four write the eight globals of SearchBitmapFrame.h, so only one call of any of them may run at a time
- * in a process.
+ * Threads: calls on different images may run at the same time in any number of threads, and give the same bytes as
+ * alone. They leave the eight globals of SearchBitmapFrame.h as the marking functions do; after several calls at once
+ * these hold a mixture that means nothing.
  */
 #ifndef QUARLO_QL_INTERFACE_H
 #define QUARLO_QL_INTERFACE_H

@@ -16,8 +16,10 @@
  * that.
  *
  * Threads: the marking functions hand the numbers of the segments that hold the extreme points to
- * DispartBorderPoints through the eight globals below, so only one caller at a time may drive these stages. The
- * other functions touch only the records that they are given.
+ * DispartBorderPoints through the eight globals below. Only one caller at a time may drive the marking functions and
+ * DispartBorderPoints, and no pipeline call (QL_Interface.h) may run in between, since it writes the globals too. The
+ * pipeline itself does not read them and may run in any number of threads. The other functions touch only the records
+ * that they are given.
  */
 #ifndef QUARLO_SEARCHBITMAPFRAME_H
 #define QUARLO_SEARCHBITMAPFRAME_H
@@ -139,12 +141,11 @@ DispartBorderPoints(QL_Bitmap p_bitmap, ImageRangeRectangleRec* p_image_range, s
  *   angle               out     radians, 0 <= angle < 2 pi, for RotateBitmap
  *   SourceCenter        out     the page's centre, inside the image
  *   biWidth, biHeight   out     size of the upright page in pixels
- *   p_image_range       in      the extreme points; not tested for null
+ *   p_image_range       in      the extreme points
  *   Image_Incline_Flag  in      as DispartBorderPoints set it; only read
  *   the four edges      in/out  their segments are read; border_line and PointNum are overwritten
  *
- * On failure angle, SourceCenter and the sizes may already be written. RowSeck is written only once its array is
- * allocated, so it never has to be released after a failure unless it was before.
+ * On failure angle, SourceCenter and the sizes may already be written; RowSeck is written on success only.
  *
  * Returns 0; 1 for a null pointer or an edge without segments; 12 for an invalid record; 10 when a line that has to
  * fit cannot; 9 when the edges are no rectangle or its centre or rows lie outside the image; 5 when memory runs out.

@@ -1132,6 +1132,8 @@ sint32 SplitBorders(QL_Bitmap p_bitmap, const ImageRangeRectangleRec* p_image_ra
     BorderLineSetRec* R = &right->border_line_seck;
     BorderLineSetRec* T = &top->border_line_seck;
     BorderLineSetRec* B = &bottom->border_line_seck;
+    for (const BorderLineSetRec* side : {L, R, T, B})
+        if (side->index > 0 && side->borderLine == nullptr) return QL_BAD_ARGUMENT;
     const ImageRangeRectangleRec& range = *p_image_range;
 
     /* A page that the image cuts at top or bottom is judged by its left and right side, which must be steep too. */
@@ -1432,7 +1434,7 @@ sint32 CalBorderPoints(BitmapRec* p_bitmap, RowSeckRec* RowSeck, Real64* angle, 
     sint32 error_code = Bitmap_Check(p_bitmap);
     if (error_code != QL_SUCCESS) return error_code;
     for (const ImageBorderLineRec* edge : edges)
-        if (edge->border_line_seck.index < 1) return QL_BAD_ARGUMENT;
+        if (edge->border_line_seck.index < 1 || edge->border_line_seck.borderLine == nullptr) return QL_BAD_ARGUMENT;
     for (ImageBorderLineRec* edge : edges) edge->border_line_seck.PointNum = CountPoints(edge->border_line_seck);
 
     /* Which pair has to fit depends on which of the left and right extreme points has the smaller row. */

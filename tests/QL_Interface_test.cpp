@@ -121,13 +121,13 @@ public:
     }
     sint32 RunEx(sint32 interpolation) { return QuarloPicEx(memory.data(), &width, &height, bits, interpolation); }
 
-    Bytes Pixels(size_t size) const { return Part(0, size); }
-    Bytes Part(size_t from, size_t to) const
+    Bytes Pixels(size_t size) const { return Slice(0, size); }
+    Bytes Slice(size_t from, size_t to) const
     {
         return Bytes(memory.begin() + static_cast<std::ptrdiff_t>(from),
                      memory.begin() + static_cast<std::ptrdiff_t>(to));
     }
-    bool GuardIsIntact() const { return Part(input.size(), memory.size()) == Bytes(kGuardSize, kGuard); }
+    bool GuardIsIntact() const { return Slice(input.size(), memory.size()) == Bytes(kGuardSize, kGuard); }
     bool IsUntouched(const Bitmap& source) const
     {
         return width == source.rec.biWidth && height == source.rec.biHeight && Pixels(input.size()) == input &&
@@ -442,7 +442,7 @@ TEST(ImageQuarlo, InvalidSourceReturns12AfterTheOtherChecks)
     EXPECT_EQ(12, ImageQuarlo(&source, kNearest, 0, kDark, &dest));
     EXPECT_EQ(1, ImageQuarlo(&source, kNearest, 256, kDark, &dest));
     EXPECT_EQ(1, ImageQuarlo(&source, 4, 0, kDark, &dest));
-    EXPECT_EQ(1, ImageQuarlo(&source, kNearest, 0, 0, &dest));
+    for (sint32 ground : {0, 2, 254}) EXPECT_EQ(1, ImageQuarlo(&source, kNearest, 0, ground, &dest));
     EXPECT_EQ(1, ImageQuarlo(&source, kNearest, 0, kDark, nullptr));
     EXPECT_TRUE(test::SameRecord(Sentinel(), dest));
 }
@@ -626,7 +626,7 @@ TEST(QuarloPic, PageReplacesTheImageInPackedRows)
         std::copy_n(image.memory.begin(), size, result.rec.buffer);
         EXPECT_EQ(test::PackedPixels(page.rec), test::PackedPixels(result.rec));
         EXPECT_EQ(Bytes(image.input.begin() + static_cast<std::ptrdiff_t>(size), image.input.end()),
-                  image.Part(size, image.input.size()));
+                  image.Slice(size, image.input.size()));
         EXPECT_TRUE(image.GuardIsIntact());
     }
 }
@@ -651,9 +651,9 @@ TEST(QuarloPic, UncoveredPixelsAreBlueIn24Bits)
     EXPECT_LT(image.width * image.height, 400 * 400);
     EXPECT_EQ((Bytes{255, 0, 0}), image.Pixels(3));
     const size_t last = 3 * static_cast<size_t>(image.width * image.height);
-    EXPECT_EQ((Bytes{255, 0, 0}), image.Part(last - 3, last));
+    EXPECT_EQ((Bytes{255, 0, 0}), image.Slice(last - 3, last));
     const size_t centre = 3 * static_cast<size_t>(image.height / 2 * image.width + image.width / 2);
-    EXPECT_EQ((Bytes{255, 255, 255}), image.Part(centre, centre + 3));
+    EXPECT_EQ((Bytes{255, 255, 255}), image.Slice(centre, centre + 3));
 }
 
 TEST(QuarloPic, UncoveredPixelsAreWhiteIn8Bits)

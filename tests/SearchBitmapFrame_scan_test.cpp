@@ -129,7 +129,7 @@ uint8 ReadColor(uint8 blue, uint8 green, uint8 red)
 TEST(GetColorBitmapDot, RedIsNeverRead)
 {
     EXPECT_EQ(ReadColor(0, 0, 255), 0);
-    for (const uint8 red : {0, 1, 128, 255}) EXPECT_EQ(ReadColor(10, 100, red), 56) << int{red};
+    for (const uint8 red : test::Bytes{0, 1, 128, 255}) EXPECT_EQ(ReadColor(10, 100, red), 56) << int{red};
 }
 
 TEST(GetColorBitmapDot, GreenCarriesTheWeightOfRedToo)
@@ -615,15 +615,15 @@ Side Opposite(Side side)
 }
 
 /* Hits on num scan lines of a side, counted in scan order, all at one depth below that side of the image. */
-struct Run {
+struct HitRun {
     sint32 line;
     sint32 num;
     sint32 depth;
 };
 
-void Draw(test::Bitmap& image, Side side, const std::vector<Run>& runs)
+void Draw(test::Bitmap& image, Side side, const std::vector<HitRun>& runs)
 {
-    for (const Run& run : runs) {
+    for (const HitRun& run : runs) {
         for (sint32 line = run.line; line < run.line + run.num; ++line) {
             const sint32 across = IsFirst(side) ? run.depth : kSize - 1 - run.depth;
             if (ScansRows(side))
@@ -732,11 +732,11 @@ class MarkBorder : public testing::TestWithParam<Side>
 {
 protected:
     /* The lengths of the side's segments when it has these hits and the opposite side has the same lines at depth 5. */
-    static std::string Lengths(const std::vector<Run>& runs)
+    static std::string Lengths(const std::vector<HitRun>& runs)
     {
         test::Bitmap image(kSize, kSize, 8, 0);
         Draw(image, GetParam(), runs);
-        for (const Run& run : runs) Draw(image, Opposite(GetParam()), {{run.line, run.num, 5}});
+        for (const HitRun& run : runs) Draw(image, Opposite(GetParam()), {{run.line, run.num, 5}});
         Marking marking(image);
         if (!ScansRows(GetParam())) marking.Columns(0, kSize - 1);
         const sint32 error_code = ScansRows(GetParam()) ? marking.LeftRight() : marking.TopBottom();
@@ -756,11 +756,13 @@ protected:
     }
 };
 
+std::string NameOfSide(const testing::TestParamInfo<Side>& side)
+{
+    const char* names[] = {"Left", "Right", "Top", "Bottom"};
+    return names[static_cast<int>(side.param)];
+}
 INSTANTIATE_TEST_SUITE_P(Sides, MarkBorder, testing::Values(Side::Left, Side::Right, Side::Top, Side::Bottom),
-                         [](const testing::TestParamInfo<Side>& side) {
-                             const char* names[] = {"Left", "Right", "Top", "Bottom"};
-                             return std::string(names[static_cast<int>(side.param)]);
-                         });
+                         NameOfSide);
 
 TEST_P(MarkBorder, SegmentIsFullAtSixHits)
 {
@@ -787,7 +789,7 @@ TEST_P(MarkBorder, LinesWithoutHitDoNotCloseTheSegmentButADistanceOfSevenDoes)
 TEST_P(MarkBorder, BothDistancesAreTakenAlone)
 {
     EXPECT_EQ(Lengths({{0, 6, 20}, {6, 3, 20}, {14, 1, 26}}), "6 4 ");
-    EXPECT_EQ(Lengths({{0, 6, 20}, {6, 3, 20}, {14, 4, 27}}), "6 4 ");
+    EXPECT_EQ(Lengths({{0, 6, 20}, {6, 4, 20}, {15, 4, 27}}), "6 4 4 ");
 }
 
 TEST_P(MarkBorder, RunOfThreeLeavesNoTraceAndOfFourStays)
@@ -830,7 +832,7 @@ class MarkCall : public testing::TestWithParam<Call>
 protected:
     MarkCall() { image.FillBox(20, 79, 30, 69, 255); }
 
-    static sint32 Run(Marking& marking)
+    static sint32 Mark(Marking& marking)
     {
         return GetParam() == Call::LeftRight ? marking.LeftRight() : marking.TopBottom();
     }
@@ -842,7 +844,7 @@ protected:
         marking.Columns(0, kSize - 1);
         change(marking);
         const std::string extremes = Text(marking.extremes);
-        const sint32 error_code = Run(marking);
+        const sint32 error_code = Mark(marking);
         EXPECT_NE(error_code, 0);
         EXPECT_TRUE(marking.OutputsAreOld());
         EXPECT_EQ(Text(marking.extremes), extremes);
@@ -854,22 +856,23 @@ protected:
     test::Bitmap image{kSize, kSize, 8};
 };
 
-INSTANTIATE_TEST_SUITE_P(Calls, MarkCall, testing::Values(Call::LeftRight, Call::TopBottom),
-                         [](const testing::TestParamInfo<Call>& call) {
-                             return std::string(call.param == Call::LeftRight ? "LeftRight" : "TopBottom");
-                         });
+std::string NameOfCall(const testing::TestParamInfo<Call>& call)
+{
+    return call.param == Call::LeftRight ? "LeftRight" : "TopBottom";
+}
+INSTANTIATE_TEST_SUITE_P(Calls, MarkCall, testing::Values(Call::LeftRight, Call::TopBottom), NameOfCall);
 
 TEST_P(MarkCall, EachNullPointerReturns1EvenForAnInvalidBitmap)
 {
-    const auto Mark = GetParam() == Call::LeftRight ? MarkLeftRightBorder : MarkTopBottomBorder;
+    const auto Marks = GetParam() == Call::LeftRight ? MarkLeftRightBorder : MarkTopBottomBorder;
     BitmapRec invalid = Invalid(image);
     for (BitmapRec* rec : {&image.rec, &invalid}) {
         Marking m(image);
-        EXPECT_EQ(Mark(nullptr, &m.range, 1, 100, 0, &m.first, &m.second, &m.extremes), 1);
-        EXPECT_EQ(Mark(rec, nullptr, 1, 100, 0, &m.first, &m.second, &m.extremes), 1);
-        EXPECT_EQ(Mark(rec, &m.range, 1, 100, 0, nullptr, &m.second, &m.extremes), 1);
-        EXPECT_EQ(Mark(rec, &m.range, 1, 100, 0, &m.first, nullptr, &m.extremes), 1);
-        EXPECT_EQ(Mark(rec, &m.range, 1, 100, 0, &m.first, &m.second, nullptr), 1);
+        EXPECT_EQ(Marks(nullptr, &m.range, 1, 100, 0, &m.first, &m.second, &m.extremes), 1);
+        EXPECT_EQ(Marks(rec, nullptr, 1, 100, 0, &m.first, &m.second, &m.extremes), 1);
+        EXPECT_EQ(Marks(rec, &m.range, 1, 100, 0, nullptr, &m.second, &m.extremes), 1);
+        EXPECT_EQ(Marks(rec, &m.range, 1, 100, 0, &m.first, nullptr, &m.extremes), 1);
+        EXPECT_EQ(Marks(rec, &m.range, 1, 100, 0, &m.first, &m.second, nullptr), 1);
         EXPECT_TRUE(m.OutputsAreOld());
         EXPECT_EQ(Text(m.extremes), Text(kOldExtremes));
     }
@@ -951,18 +954,18 @@ TEST_P(MarkCall, NoPageDotReturnsNoPage)
 
 TEST_P(MarkCall, DarkGroundTakesDotsBrighterThanTheMinimum)
 {
-    for (const uint8 grey : {100, 101}) {
+    for (const uint8 grey : test::Bytes{100, 101}) {
         test::Bitmap page(kSize, kSize, 8, 50);
         page.FillBox(20, 79, 30, 69, grey);
         Marking marking(page);
         marking.Columns(0, kSize - 1);
-        EXPECT_EQ(Run(marking), grey == 101 ? 0 : 9) << int{grey};
+        EXPECT_EQ(Mark(marking), grey == 101 ? 0 : 9) << int{grey};
     }
 }
 
 TEST_P(MarkCall, LightGroundTakesDotsOutsideTheBand)
 {
-    for (const uint8 grey : {0, 191, 192, 208, 209, 255}) {
+    for (const uint8 grey : test::Bytes{0, 191, 192, 208, 209, 255}) {
         test::Bitmap page(kSize, kSize, 8, 200);
         page.FillBox(20, 79, 30, 69, grey);
         Marking marking(page);
@@ -970,7 +973,7 @@ TEST_P(MarkCall, LightGroundTakesDotsOutsideTheBand)
         marking.GroundColor = 255;
         marking.Dividing_min = 191;
         marking.Dividing_max = 209;
-        EXPECT_EQ(Run(marking), grey <= 191 || grey >= 209 ? 0 : 9) << int{grey};
+        EXPECT_EQ(Mark(marking), grey <= 191 || grey >= 209 ? 0 : 9) << int{grey};
     }
 }
 
@@ -978,7 +981,7 @@ TEST_P(MarkCall, PointCountIsLeftZeroAndArraysGrowBy1000)
 {
     Marking marking(image);
     marking.Columns(0, kSize - 1);
-    ASSERT_EQ(Run(marking), 0);
+    ASSERT_EQ(Mark(marking), 0);
     for (const ImageBorderPointRec* side : {&marking.first, &marking.second}) {
         EXPECT_EQ(side->border_point.len, 1000);
         EXPECT_EQ(side->border_line_seck.len, 1000);

@@ -68,28 +68,42 @@ void TurnOver(BitmapRec* rec)
         std::swap_ranges(rec->ScanLine[low], rec->ScanLine[low] + rec->BytesPerLine, rec->ScanLine[high]);
 }
 
-/* A new file beside `name`, with the rights that creating `name` itself would give. */
-std::string MakeTemporary(const std::string& name, std::string* temporary)
+/* A file that is removed again unless it has been moved into place, whatever happens in between. */
+struct TemporaryFile {
+    TemporaryFile() = default;
+    ~TemporaryFile()
+    {
+        if (!name.empty()) unlink(name.c_str());
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    std::string name;
+};
+
+/* Makes it beside `name`, with the rights that creating `name` itself would give. */
+std::string MakeTemporary(const std::string& name, TemporaryFile* temporary)
 {
+    temporary->name.reserve(name.size() + 8);
     std::string pattern = name + ".XXXXXX";
     const int file = mkstemp(pattern.data());
     if (file < 0) return "cannot be created: " + SystemError();
+    temporary->name = pattern;
     const mode_t mask = umask(0);
     umask(mask);
     const bool done = fchmod(file, 0666 & ~mask) == 0;
     close(file);
-    *temporary = pattern;
     return done ? "" : "cannot be created: " + SystemError();
 }
 
-std::string MoveIntoPlace(const std::string& temporary, const std::string& name, bool overwrite)
+std::string MoveIntoPlace(TemporaryFile* temporary, const std::string& name, bool overwrite)
 {
-    if (overwrite)
-        return std::rename(temporary.c_str(), name.c_str()) == 0 ? "" : "cannot be created: " + SystemError();
-    /* A link is never made over a file that came up meanwhile. */
-    if (link(temporary.c_str(), name.c_str()) != 0)
+    /* A link, other than a rename, is never made over a file that came up meanwhile. */
+    const bool moved = overwrite ? std::rename(temporary->name.c_str(), name.c_str()) == 0
+                                 : link(temporary->name.c_str(), name.c_str()) == 0;
+    if (!moved)
         return errno == EEXIST ? "exists already; --overwrite replaces it" : "cannot be created: " + SystemError();
-    unlink(temporary.c_str());
+    if (overwrite) temporary->name.clear();
     return "";
 }
 
@@ -121,12 +135,9 @@ std::string WriteImage(Image* image, const std::string& name, bool overwrite)
         if (!overwrite) return "exists already; --overwrite replaces it";
         if (!S_ISREG(status.st_mode)) return "is no ordinary file and is not replaced";
     }
-    std::string temporary;
-    std::string error = MakeTemporary(name, &temporary);
-    if (error.empty()) {
-        const sint32 code = SaveBitmapToFile(&image->rec, NameOf(temporary).data());
-        error = code != QL_SUCCESS ? WriteError(code) : MoveIntoPlace(temporary, name, overwrite);
-    }
-    if (!error.empty() && !temporary.empty()) unlink(temporary.c_str());
-    return error;
+    TemporaryFile temporary;
+    const std::string error = MakeTemporary(name, &temporary);
+    if (!error.empty()) return error;
+    const sint32 code = SaveBitmapToFile(&image->rec, NameOf(temporary.name).data());
+    return code != QL_SUCCESS ? WriteError(code) : MoveIntoPlace(&temporary, name, overwrite);
 }

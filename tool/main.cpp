@@ -4,6 +4,9 @@
  * Exit status: 0 done; 1 a file could not be read or written, or memory ran out; 2 wrong usage; 3 no page found.
  */
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -143,9 +146,8 @@ void SetThreshold(const std::string& word, sint32* threshold)
         throw CLI::ValidationError("--threshold", word + " is neither auto nor a grey level from 1 to 255");
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+/* Reads the command line and does what it says. */
+ExitStatus Start(int argc, char** argv)
 {
     Options options;
     CLI::App app{"Finds the page in a scan and gives it back upright and cropped to its exact size.\n"
@@ -178,4 +180,24 @@ int main(int argc, char** argv)
         return app.exit(error) == 0 ? kDone : kUsage;
     }
     return Run(options);
+}
+
+/* The argument parser makes objects before main begins; memory may run out there as well. */
+[[noreturn]] void EndWithoutMemory()
+{
+    std::fputs("quarlo: memory ran out\n", stderr);
+    std::_Exit(kFileOrMemory);
+}
+
+[[gnu::constructor(101)]] void PrepareForTheEnd() { std::set_terminate(EndWithoutMemory); }
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return Start(argc, argv);
+    } catch (const std::bad_alloc&) {
+        EndWithoutMemory();
+    }
 }

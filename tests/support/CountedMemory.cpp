@@ -1,0 +1,65 @@
+#include "support/CountedMemory.h"
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_realloc(void* block, size_t size);
+void __real_free(void* block);
+void* __wrap_malloc(size_t size);
+void* __wrap_realloc(void* block, size_t size);
+void __wrap_free(void* block);
+}
+
+namespace
+{
+
+bool armed = false;
+int fail_at = 0;
+memory::Counts counts;
+
+/* Counts an allocation; false if it is the one to fail. */
+bool Admit(size_t size)
+{
+    if (!armed) return true;
+    ++counts.calls;
+    if (size > counts.largest) counts.largest = size;
+    if (counts.calls != fail_at) return true;
+    counts.failed = true;
+    return false;
+}
+
+} // namespace
+
+void memory::Arm(int n)
+{
+    counts = Counts();
+    fail_at = n;
+    armed = true;
+}
+
+memory::Counts memory::Disarm()
+{
+    armed = false;
+    return counts;
+}
+
+void* __wrap_malloc(size_t size)
+{
+    if (!Admit(size)) return nullptr;
+    void* block = __real_malloc(size);
+    if (armed && block != nullptr) ++counts.live;
+    return block;
+}
+
+void* __wrap_realloc(void* block, size_t size)
+{
+    if (!Admit(size)) return nullptr;
+    void* moved = __real_realloc(block, size);
+    if (armed && block == nullptr && moved != nullptr) ++counts.live;
+    return moved;
+}
+
+void __wrap_free(void* block)
+{
+    if (armed && block != nullptr) --counts.live;
+    __real_free(block);
+}
