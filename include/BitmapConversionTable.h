@@ -105,9 +105,9 @@ static const sint32 GrayChangeTable[256] QL_UNUSED = {
 };
 
 /*
- * ByteTable[k][v] is k tenths of the byte v: floor((v + 1) * k / 10), so that two shares that add up to ten tenths
- * never exceed a byte. Two irregularities are part of it: column 255 holds floor(255 * k / 10), and in row 10, which
- * is v itself, the entries 222 to 229 are raised by one.
+ * ByteTable[k][v] is k tenths of the byte v: 0 in row 0, v in row 10, and floor((v + 1) * k / 10) between. Two
+ * irregularities are part of it: column 255 holds floor(255 * k / 10), so that two shares that add up to ten tenths
+ * never exceed a byte, and in row 10 the entries 222 to 229 are raised by one.
  */
 static const sint32 ByteTable[11][256] QL_UNUSED = {
     {

@@ -60,7 +60,9 @@ QL_API sint32 Bitmap_Copy(QL_Bitmap source, QL_Bitmap dest);
 /*
  * Validates a record: width and height above 0, 1, 8 or 24 bits, BytesPerLine above 0, buffer and ScanLine set.
  * It does not compare bfSize or BytesPerLine with the width: a record made by hand must have rows as long as
- * BytesPerLine says, and BytesPerLine at least the packed length.
+ * BytesPerLine says, and BytesPerLine at least the packed length. Longer rows than Bitmap_New would make are fine for
+ * everything but Bitmap_Copy, which copies the block as if it had the shorter ones, and SaveBitmapToFile, which writes
+ * the rows as they are.
  *
  * Returns 0 for a valid record, 1 for a null pointer, 12 otherwise.
  */
@@ -77,7 +79,7 @@ QL_API sint32 Bitmap_Check(QL_Bitmap p_bitmap);
  * Returns 0; else, in the order of the tests: 1 for a null pointer; 2 file cannot be opened; 8 file header short;
  * 3 no BMP; 8 info header short; 4 other bit count; 8 no four bytes after the info header; 1 width below 1 or
  * height 0; 5 no memory, or too large for a record; 3 file shorter than its headers announce; 8 pixels cannot be
- * read.
+ * read. The most negative height, which has no positive counterpart, answers 1 as well.
  */
 QL_API sint32 ReadBitmapFromFile(QL_Bitmap p_bitmap, sint8* image_name);
 
@@ -88,8 +90,8 @@ QL_API sint32 ReadBitmapFromFile(QL_Bitmap p_bitmap, sint8* image_name);
  *   p_bitmap    in  only read
  *   image_name  in  file name, handed to the system unchanged
  *
- * Returns 0; 1 for a null pointer; 12 for an invalid record, a negative bfSize or an image that no BMP file can
- * announce (4 GiB and more); 6 file cannot be created; 7 a write failed, also one that fails only when the file is
+ * Returns 0; 1 for a null pointer; 12 for an invalid record, a negative bfSize where the rows need no padding, or an
+ * image that no BMP file can announce (4 GiB and more); 6 file cannot be created; 7 a write failed, also one that fails only when the file is
  * closed.
  */
 QL_API sint32 SaveBitmapToFile(QL_Bitmap p_bitmap, sint8* image_name);
@@ -106,7 +108,7 @@ QL_API sint32 SaveBmpToFile(QL_Bitmap p_bitmap, sint8* image_name);
  *   p_dest    out  overwritten, never released first; untouched on failure; release it with Bitmap_Done. It may be
  *                  the source's own record: keep a copy of that first, its memory is still to be released.
  *
- * A colour pixel's grey is GrayChangeTable[(0.299 R + 0.587 G + 0.114 B)], the luma weights of ITU-R BT.601 with
+ * A colour pixel's grey is GrayChangeTable[0.299 R + 0.587 G + 0.114 B], the luma weights of ITU-R BT.601 with
  * the tone curve of BitmapConversionTable.h. (Page detection reads colour by a different rule.)
  *
  * Each returns 0; 1 for a null pointer; 12 for an invalid source; 5 when memory runs out.

@@ -47,7 +47,8 @@ QL_API sint32 RotatePicSP(uint8* source, sint32* biWidth, sint32* biHeight, sint
  *
  *   bitmap_source  in   1, 8 or 24 bits, any stride; only read
  *   bitmap_dest    out  overwritten, never released first; untouched on failure; release it with Bitmap_Done. Its
- *                       rows are packed; for angle 0 it is a Bitmap_Copy and keeps the source's stride.
+ *                       rows are packed; for angle 0 it is a Bitmap_Copy, with what is said there of
+ *                       strides.
  *   rotate_angle   in   exactly 0, 90, 180 or 270 degrees
  *
  * Returns 0; 1 for a null pointer or another angle; 12 for an invalid source; 5 when memory runs out.

@@ -10,7 +10,7 @@
  *   interpolation  1 cubic, 2 bilinear, 3 nearest neighbour; a 1-bit image is always rotated by nearest neighbour
  *   threshold      the grey level that separates page and background; 0: the mean grey of the image's outermost
  *                  columns is taken. On a dark background page pixels are brighter than the threshold; on a light one
- *                  they differ from it by 9 grey levels or more, either way.
+ *                  they differ from it by 9 grey levels or more, either way; or they are 0 or 255, if that is nearer.
  *   background     1 dark, 255 light
  *
  * Threads: calls on different images may run at the same time in any number of threads, and give the same bytes as
@@ -34,13 +34,15 @@ extern "C" {
  *                         on failure; release it with Bitmap_Done
  *   interpolation    in   1 cubic, 2 bilinear, 3 nearest neighbour
  *   threshold        in   1 to 255, or 0 for automatic. Used as given by Quarlo: on a dark background its low byte
- *                         counts, so that 300 is 44.
+ *                         counts, so that 300 is 44; on a light one the low bytes of the two bounds,
+ *                         threshold - 9 but not below 0, and threshold + 9 but not above 255.
  *   GroundColor      in   1 dark background, 255 light
  *   color            in   three bytes, the fill for what the page does not cover, see RotateBitmap
  *
- * Returns 0, or the code of the first stage that failed: 1 for a bad argument; 5 when memory runs out; 9, 10 or 11
- * when no page is found; 12 for an invalid source. 0 with p_bitmap_dest untouched means that memory ran out inside
- * the rotation: set the record to null_bitmap before the call, and test its buffer after it.
+ * Returns 0, or the code of the first stage that failed: 1 for a bad argument, and where an edge of the page has too few
+ * segments, the image is too narrow for an automatic threshold, or the page has no size; 5 when memory runs out; 9, 10
+ * or 11 when no page is found; 12 for an invalid source. 0 with p_bitmap_dest untouched means that the rotation failed
+ * for want of memory, or because the page is larger than a record can hold: set the record to null_bitmap before the call, and test its buffer after it.
  */
 QL_API sint32 Quarlo(QL_Bitmap p_bitmap_source, QL_Bitmap p_bitmap_dest, sint32 interpolation, sint32 threshold,
                      sint32 GroundColor, uint8* color);

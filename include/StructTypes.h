@@ -7,12 +7,13 @@
  *                 bottom row of an ordinary BMP picture. Nothing in the library flips rows.
  *   Pixels        24 bits: blue, green, red bytes. 8 bits: one grey byte, 0 black to 255 white. 1 bit: eight
  *                 pixels a byte, the leftmost in the most significant bit, a set bit is white.
- *   Results       every function answers a sint32 from the list below (two answer in boolean style and say so).
+ *   Results       every function answers a sint32 from the list below (three answer in boolean style and say so).
  *                 Results are built aside and stored only on success, so a failed call leaves the caller's
  *                 records as they were unless its comment says otherwise.
  *   Ownership     a record that owns memory is released by the caller with its _Done function. An output record
  *                 is overwritten, never released first.
- *   Zero values   every record type has a constant null_...; set a record to it before its first use.
+ *   Zero values   every record type but the two colours has a constant null_...; set a record to it before its first
+ *                 use.
  *
  * This header compiles alone, as C99 and as C++17.
  */

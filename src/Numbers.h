@@ -43,7 +43,7 @@ static inline Real64 SumOfSquares(int64_t dx, int64_t dy)
     return static_cast<Real64>(dx) * static_cast<Real64>(dx) + static_cast<Real64>(dy) * static_cast<Real64>(dy);
 }
 
-/* count uninitialised elements, or null when that is more than memory can hold. */
+/* count uninitialised elements, at least one, or null when that is more than memory can hold. */
 template <class Element>
 static inline Element* NewArray(int64_t count)
 {

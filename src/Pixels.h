@@ -1,7 +1,7 @@
 /*
  * Pixels.h - the three pixel formats as policies for loops that are written once.
  *
- * Each has its depth, bits, and three operations on rows:
+ * Each has its depth, bits, and three operations:
  *   Move   makes one pixel of a row equal to one of another row
  *   Show   the same over a painted background; at 1 bit only clear pixels are written, so that a set pixel takes
  *          the background's bit

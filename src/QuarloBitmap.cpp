@@ -133,7 +133,6 @@ struct SampleSourceRec {
 template <class Pixel>
 struct Nearby {
     typedef Pixel Format;
-    static constexpr sint32 reach = 0; /* pixels that it reads right of and below the accepted one */
 
     explicit Nearby(const SampleSourceRec& source) : from(source) {}
 
@@ -160,13 +159,12 @@ struct Nearby {
  * The two blending interpolations: the point keeps its fraction, in tenths of a pixel. A mirrored pixel whose forward
  * pixel was accepted takes the complement of that one's tenths instead of its own; this can differ by a tenth, and
  * gives the whole weight to the right-hand neighbour where the fraction is 0. What CalFlag remembers outlives the
- * step, so that in the extra row of an even height a mirrored pixel is weighted with the tenths of a forward pixel
+ * pair, so that in the extra row of an even height a mirrored pixel is weighted with the tenths of a forward pixel
  * that is not its own. Results depend on all of it.
  */
 template <class Pixel, class Blend>
 struct Tenths {
     typedef Pixel Format;
-    static constexpr sint32 reach = Blend::reach;
 
     explicit Tenths(const SampleSourceRec& source) : from(source), CalFlag(false), xt(0), yt(0) {}
 
@@ -217,7 +215,7 @@ struct Tenths {
  * the three blends rounds by itself.
  */
 struct Bilinear {
-    static constexpr sint32 reach = 1;
+    static constexpr sint32 reach = 1; /* pixels that it reads right of and below the accepted one */
 
     template <class Pixel>
     static void Store(const BitmapRec& padded, sint32 LeftX, sint32 TopY, sint32 right, sint32 lower, uint8* to)
@@ -445,26 +443,24 @@ static RotationRec RotationOf(sint32 biBitCount, sint32 interpolation)
 }
 
 /*
- * The walk trusts the spans. Those that reach beyond the border of the enlarged source are cut in a copy, so that no
- * mask can send a sample outside memory; what lies within the border is sampled as ever. *copy is for the caller to
- * free; it stays null when no span needs cutting.
+ * The walk trusts the spans. Where one reaches beyond the border of the enlarged source, *mask gets a copy of them that
+ * is cut there, for the caller to free, so that no mask can send a sample outside memory; what lies within the border is
+ * sampled as ever. Left ends need no cut, since a sample left of column 0 is never accepted.
  */
-static sint32 LimitSpans(const RowSeckRec& RowSeck, sint32 last_col, RowSeckRec* mask, LineSeckRec** copy)
+static sint32 LimitSpans(const RowSeckRec& RowSeck, sint32 last_col, RowSeckRec* mask)
 {
     *mask = RowSeck;
-    *copy = nullptr;
-    sint32 right = 0;
-    for (sint32 y = RowSeck.top; y <= RowSeck.bottom; ++y)
-        if (RowSeck.seck[y].right > right) right = RowSeck.seck[y].right;
-    if (right <= last_col) return QL_SUCCESS;
+    bool inside = true;
+    for (sint32 y = RowSeck.top; y <= RowSeck.bottom; ++y) inside = inside && RowSeck.seck[y].right <= last_col;
+    if (inside) return QL_SUCCESS;
 
-    *copy = NewArray<LineSeckRec>(int64_t{RowSeck.bottom} + 1);
-    if (*copy == nullptr) return QL_OUT_OF_MEMORY;
+    LineSeckRec* cut = NewArray<LineSeckRec>(int64_t{RowSeck.bottom} + 1);
+    if (cut == nullptr) return QL_OUT_OF_MEMORY;
     for (sint32 y = RowSeck.top; y <= RowSeck.bottom; ++y) {
         const LineSeckRec span = RowSeck.seck[y];
-        (*copy)[y] = {span.left, span.right < last_col ? span.right : last_col};
+        cut[y] = {span.left, span.right < last_col ? span.right : last_col};
     }
-    mask->seck = *copy;
+    mask->seck = cut;
     return QL_SUCCESS;
 }
 
@@ -494,13 +490,12 @@ sint32 RotateBitmap(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Rea
 
     const RotationRec rotation = RotationOf(bitmap.biBitCount, interpolation);
     RowSeckRec mask = null_row_seck;
-    LineSeckRec* copy = nullptr;
     const sint32 last_col = bitmap.biWidth - kFrame - 1 - rotation.reach;
-    error_code = LimitSpans(*RowSeck, last_col, &mask, &copy);
+    error_code = LimitSpans(*RowSeck, last_col, &mask);
     /* What goes wrong inside a rotation is not passed on: callers see 0 and an untouched dest. */
     if (error_code == QL_SUCCESS)
         rotation.RotatePic(&bitmap, dest, &mask, angle, SourceCenter, biWidth, biHeight, color);
-    std::free(copy);
+    if (mask.seck != RowSeck->seck) std::free(mask.seck);
     Bitmap_Done(&bitmap);
     return error_code;
 }

@@ -1434,7 +1434,8 @@ sint32 CalBorderPoints(BitmapRec* p_bitmap, RowSeckRec* RowSeck, Real64* angle, 
     sint32 error_code = Bitmap_Check(p_bitmap);
     if (error_code != QL_SUCCESS) return error_code;
     for (const ImageBorderLineRec* edge : edges)
-        if (edge->border_line_seck.index < 1 || edge->border_line_seck.borderLine == nullptr) return QL_BAD_ARGUMENT;
+        if (edge->border_line_seck.index < 1 || edge->border_line_seck.borderLine == nullptr)
+            return QL_BAD_ARGUMENT;
     for (ImageBorderLineRec* edge : edges) edge->border_line_seck.PointNum = CountPoints(edge->border_line_seck);
 
     /* Which pair has to fit depends on which of the left and right extreme points has the smaller row. */

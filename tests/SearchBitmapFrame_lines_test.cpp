@@ -791,9 +791,9 @@ TEST(MidOfTwoAngle, NearVerticalOfOppositeSignsGivesHalfTheSumFromTheVertical)
     const struct {
         Real64 a, b, angle;
     } cases[] = {
-        {88, -89, 88.5},  {89, -88, -88.5}, {-88, 89, -88.5}, {-89, 88, 88.5},  {88, -88, -88},
-        {-88, 88, -88},   {45, -45, -45},   {-45, 45, -45},   {45, -50, -47.5}, {50, -45, -47.5},
-        {45, -46, -45.5}, {90, -89, -89.5}, {-89, 90, -89.5}, {50, -60, 55},    {-60, 50, 55},
+        {88, -89, 88.5}, {89, -88, -88.5}, {-88, 89, -88.5}, {-89, 88, 88.5}, {88, -88, -88},
+        {-88, 88, -88},  {45, -45, -45},   {-45, 45, -45},   {45, -50, 47.5}, {50, -45, -47.5},
+        {45, -46, 45.5}, {90, -89, -89.5}, {-89, 90, -89.5}, {50, -60, 55},   {-60, 50, 55},
     };
     for (const auto& c : cases) EXPECT_EQ(c.angle, MidOfTwoAngle(c.a, c.b)) << c.a << ' ' << c.b;
 }
@@ -1239,7 +1239,7 @@ TEST(DeleteImpurityLine, BandIsAppliedAgainAfterEachFit)
 
 TEST(DeleteImpurityLine, NeighboursServeAsReferencesEvenWhenDropped)
 {
-    /* Segment 1 is dropped beside 0; 2 is kept beside 1 and 3, 6 off, though 0 lies 26 off. */
+    /* Segment 1 is dropped beside 0; 2 is kept between 1 and 3, 4 and 6 off, though it is 26 off 0. */
     Edge edge(InRows({80, 110, 106, 100, 100}));
     EXPECT_EQ(0, edge.Clean(0, 1));
     EXPECT_EQ((Indices{1, 2, 3, 4}), edge.Kept());
