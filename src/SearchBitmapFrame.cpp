@@ -141,12 +141,13 @@ QL_UNUSED static sint32 SetGrayBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 
 
 /*
  * Indexes byte and mask by the full column, not by col >> 3 and col & 7, so it means something for columns 0 to 7
- * only; kept that way. Beyond them there is no mask, so they are refused.
+ * only; kept that way. Behind a short row these bytes are those of the next row, or the spare bytes of the block. Beyond
+ * column 7 there is no mask, so that is refused.
  */
 QL_UNUSED static sint32 SetBWBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, RGBColorRec color)
 {
     if (CheckDot(p_bitmap, row, col, 1) != QL_SUCCESS) return QL_BAD_ARGUMENT;
-    if (col > 7 || col >= p_bitmap->BytesPerLine) return QL_BAD_ARGUMENT;
+    if (col > 7) return QL_BAD_ARGUMENT;
     uint8* p = p_bitmap->ScanLine[row] + col;
     *p = static_cast<uint8>(color.red != 0 ? *p | BitValue[col] : *p & BitsValue[col]);
     return QL_SUCCESS;

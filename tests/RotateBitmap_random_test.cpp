@@ -3,6 +3,7 @@
  */
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <ostream>
@@ -59,24 +60,17 @@ void FillSource(Random& random, std::vector<uint8>& bytes)
     uint8 run = 0;
     for (uint8& byte : bytes) {
         if (random.OneIn(5)) run = random.OneOf<uint8>({0, 1, 9, 128, 221, 222, 225, 228, 229, 230, 254, 255});
-        switch (kind) {
-        case 0:
-            byte = random.Byte();
-            break;
-        case 1:
-            byte = random.OneIn(6) ? 255 : static_cast<uint8>(random.Between(221, 230));
-            break;
-        case 2:
-            byte = run;
-            break;
-        default:
-            byte = random.OneIn(3) ? 0 : 255;
-            break;
-        }
+        if (kind == 0) byte = random.Byte();
+        if (kind == 1) byte = random.OneIn(6) ? 255 : static_cast<uint8>(random.Between(221, 230));
+        if (kind == 2) byte = run;
+        if (kind == 3) byte = random.OneIn(3) ? 0 : 255;
     }
 }
 
-/* Rows outside the mask would accept everything, and none is allocated behind its last. */
+/*
+ * Rows outside the mask would accept everything, and none is allocated behind its last. Some spans reach into the
+ * copies of the last column, as far as every interpolation can read.
+ */
 void FillMask(Random& random, Rotation& r)
 {
     const sint32 last_col = r.source->rec.biWidth - 1;
@@ -85,12 +79,13 @@ void FillMask(Random& random, Rotation& r)
     r.mask.top = all_rows ? 0 : random.Between(0, last_row - 1);
     r.mask.bottom = all_rows ? last_row : random.Between(r.mask.top + 1, last_row);
     r.spans.assign(static_cast<size_t>(r.mask.bottom) + 1, {0, last_col});
-    const sint32 kind = random.Between(0, 3);
+    const sint32 kind = random.Between(0, 4);
     const LineSeckRec box = {random.Between(0, last_col), last_col};
     for (sint32 y = r.mask.top; y <= r.mask.bottom; ++y) {
         LineSeckRec& span = r.spans[static_cast<size_t>(y)];
         if (kind == 1) span = box;
         if (kind == 2) span = {random.Between(0, last_col), random.Between(0, last_col)};
+        if (kind == 4) span.right += random.Between(-1, 5);
         if (kind == 3) span = {random.Between(0, last_col / 4), last_col - random.Between(0, last_col / 4)};
     }
     r.mask.index = r.mask.bottom - r.mask.top + 1;
@@ -98,25 +93,20 @@ void FillMask(Random& random, Rotation& r)
     r.mask.seck = r.spans.data();
 }
 
+/* Of an angle whose sine or cosine is a whole tenth, most sums lie on the limits where truncation decides. */
 Real64 RandomAngle(Random& random)
 {
     const Real64 sign = random.OneIn(2) ? 1.0 : -1.0;
-    switch (random.Between(0, 6)) {
-    case 0:
-        return 0.0;
-    case 1:
-        return sign * random.OneOf<Real64>({1e-9, 1e-6, 1e-3, 1e-2});
-    case 2:
-        return sign * random.Between(1, 9) * 1.57079632679489661923;
-    case 3:
-        return sign * random.Between(1, 9) * 1.5707963;
-    case 4:
-        return sign * random.Fraction() * 0.3;
-    case 5:
-        return sign * random.Fraction() * 6.2831853;
-    default:
-        return sign * random.Fraction() * 1000.0;
-    }
+    const sint32 kind = random.Between(0, 8);
+    if (kind == 0) return 0.0;
+    if (kind == 1) return sign * random.OneOf<Real64>({1e-9, 1e-6, 1e-3, 1e-2});
+    if (kind == 2) return sign * random.Between(1, 9) * 1.57079632679489661923;
+    if (kind == 3) return sign * random.Between(1, 9) * 1.5707963;
+    if (kind == 4) return sign * random.Fraction() * 0.3;
+    if (kind == 5) return sign * random.Fraction() * 6.2831853;
+    if (kind == 6) return sign * random.Fraction() * 1000.0;
+    if (kind == 7) return sign * std::asin(random.Between(1, 9) * 0.1);
+    return sign * std::acos(random.Between(1, 9) * 0.1);
 }
 
 /* A side of 1 to LargestSide pixels. */
@@ -267,35 +257,16 @@ TEST_P(RotateBitmapRandom, DoubtfulArgumentGivesLiteralCode)
         FillRotation(random, r, GetParam().bits, GetParam().interpolation, GetParam().even_width,
                      GetParam().even_height);
         BitmapRec& rec = r.source->rec;
-        switch (random.Between(0, 8)) {
-        case 0:
-            r.width = random.Between(-1, 1);
-            break;
-        case 1:
-            r.height = random.Between(-1, 1);
-            break;
-        case 2:
-            r.pivot.x = random.OneOf<sint32>({-1, 0, rec.biWidth - 1, rec.biWidth});
-            break;
-        case 3:
-            r.pivot.y = random.OneOf<sint32>({-1, 0, rec.biHeight - 1, rec.biHeight});
-            break;
-        case 4:
-            r.interpolation = random.Between(-1, 5);
-            break;
-        case 5:
-            r.mask.top = random.OneOf<sint32>({-1, r.mask.bottom - 1, r.mask.bottom, r.mask.bottom + 1});
-            break;
-        case 6:
-            r.mask.bottom = random.OneOf<sint32>({rec.biHeight, r.mask.top, r.mask.top - 1});
-            break;
-        case 7:
-            rec.biBitCount = random.OneOf<sint32>({0, 2, 4, 16, 32, rec.biBitCount});
-            break;
-        default:
-            rec.BytesPerLine = random.OneOf<sint32>({0, -1, rec.BytesPerLine});
-            break;
-        }
+        const sint32 kind = random.Between(0, 8);
+        if (kind == 0) r.width = random.Between(-1, 1);
+        if (kind == 1) r.height = random.Between(-1, 1);
+        if (kind == 2) r.pivot.x = random.OneOf<sint32>({-1, 0, rec.biWidth - 1, rec.biWidth});
+        if (kind == 3) r.pivot.y = random.OneOf<sint32>({-1, 0, rec.biHeight - 1, rec.biHeight});
+        if (kind == 4) r.interpolation = random.Between(-1, 5);
+        if (kind == 5) r.mask.top = random.OneOf<sint32>({-1, r.mask.bottom, r.mask.bottom + 1});
+        if (kind == 6) r.mask.bottom = random.OneOf<sint32>({rec.biHeight, r.mask.top, r.mask.top - 1});
+        if (kind == 7) rec.biBitCount = random.OneOf<sint32>({0, 2, 4, 16, 32, rec.biBitCount});
+        if (kind == 8) rec.BytesPerLine = random.OneOf<sint32>({0, -1, rec.BytesPerLine});
         test::Bitmap want;
         const sint32 want_code = literal::RotateBitmap(&rec, &want.rec, &r.mask, r.angle, r.pivot, r.width,
                                                        r.height, r.interpolation, r.color);

@@ -131,25 +131,12 @@ Scene MakeScene(Random& random, sint32 width, sint32 height, bool dark)
     const bool brighter = dark || random.OneIn(4);
     const sint32 page = brighter ? random.Between(ground + 20, 255) : random.Between(0, ground - 20);
     Scene scene(width, height, static_cast<uint8>(ground), static_cast<uint8>(page));
-    switch (random.Between(0, 6)) {
-    case 0:
-    case 1:
-        DrawPage(random, scene);
-        break;
-    case 2:
-    case 3:
-        DrawRows(random, scene);
-        break;
-    case 4:
-        DrawColumns(random, scene);
-        break;
-    case 5:
-        DrawSpecks(random, scene);
-        break;
-    default:
-        DrawCountedRows(random, scene);
-        break;
-    }
+    const sint32 kind = random.Between(0, 6);
+    if (kind <= 1) DrawPage(random, scene);
+    if (kind == 2 || kind == 3) DrawRows(random, scene);
+    if (kind == 4) DrawColumns(random, scene);
+    if (kind == 5) DrawSpecks(random, scene);
+    if (kind == 6) DrawCountedRows(random, scene);
     const sint32 noise = random.OneOf<sint32>({0, 0, 3, 8, 15});
     for (uint8& grey : scene.greys) grey = Clamp(grey + random.Between(-noise, noise));
     return scene;
@@ -164,12 +151,14 @@ std::unique_ptr<RawBitmap> Render(Random& random, const Scene& scene, sint32 bit
     auto bitmap = std::make_unique<RawBitmap>(scene.width, scene.height, bits, stride);
     for (uint8& byte : bitmap->bytes) byte = random.Byte();
     const sint32 middle = (scene.ground + scene.page) / 2;
+    const sint32 tint = random.OneIn(2) ? 0 : random.Between(1, 60); /* how far blue may differ from green */
     for (sint32 row = 0; row < scene.height; ++row) {
         uint8* line = bitmap->rec.ScanLine[row];
         for (sint32 col = 0; col < scene.width; ++col) {
             const uint8 grey = scene.greys[static_cast<size_t>(row * scene.width + col)];
             if (bits == 8) line[col] = grey;
-            if (bits == 24) line[3 * col] = line[3 * col + 1] = grey;
+            if (bits == 24) line[3 * col] = Clamp(grey + random.Between(-tint, tint));
+            if (bits == 24) line[3 * col + 1] = grey;
             if (bits == 1) {
                 const uint8 mask = static_cast<uint8>(128 >> (col % 8));
                 line[col / 8] = static_cast<uint8>(grey > middle ? line[col / 8] | mask : line[col / 8] & ~mask);
@@ -198,7 +187,9 @@ struct Case {
     Case(uint32 random_seed, const Combination& c) : seed(random_seed), random(random_seed)
     {
         const bool dark = c.GroundColor == 1;
-        const Scene scene = MakeScene(random, random.Between(151, 400), random.Between(1, 110), dark);
+        const sint32 width = random.Between(151, 400);
+        const sint32 height = random.Between(1, 110);
+        const Scene scene = MakeScene(random, width, height, dark);
         bitmap = Render(random, scene, c.bits);
         sint32 threshold = scene.ground;
         if (random.OneIn(2)) threshold = (scene.ground + scene.page) / 2;
@@ -329,25 +320,16 @@ RectangleRec RandomRange(Case& c)
 {
     const BitmapRec& rec = c.bitmap->rec;
     RectangleRec range = {0, rec.biWidth - 1, 0, rec.biHeight - 1};
-    switch (c.random.Between(0, 7)) {
-    case 0:
+    const sint32 kind = c.random.Between(0, 7);
+    if (kind == 0)
         range = {c.random.Between(0, 40), rec.biWidth - 1 - c.random.Between(0, 40),
                  c.random.Between(0, rec.biHeight - 1), c.random.Between(0, rec.biHeight - 1)};
-        break;
-    case 1: {
-        const sint32 out = c.random.Between(0, 3);
-        if (out == 0) range.left = -1;
-        if (out == 1) range.right = rec.biWidth;
-        if (out == 2) range.top = -1;
-        if (out == 3) range.bottom = rec.biHeight;
-        break;
-    }
-    case 2:
-        break;
-    default:
-        literal::SearchBitmapRange(&rec, &range, c.Dividing_min);
-        break;
-    }
+    const sint32 out = c.random.Between(0, 3);
+    if (kind == 1 && out == 0) range.left = -1;
+    if (kind == 1 && out == 1) range.right = rec.biWidth;
+    if (kind == 1 && out == 2) range.top = -1;
+    if (kind == 1 && out == 3) range.bottom = rec.biHeight;
+    if (kind >= 3) literal::SearchBitmapRange(&rec, &range, c.Dividing_min);
     return range;
 }
 

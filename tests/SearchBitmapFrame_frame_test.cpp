@@ -654,7 +654,7 @@ TEST(CalBorderPoints, OnlyLTAndLBDecideWhetherParallelPairsArePerpendicular)
 
 TEST(CalBorderPoints, ExactlyThreeAndAHalfDegreesCountAsParallel)
 {
-    /* LT at 86.5 degrees, the other side vertical. Parallel, they are averaged. */
+    /* RB at 86.5 degrees to the last bit, LT vertical. Parallel, they are averaged. */
     TurnedPage averaged(kFarWidth);
     FarEdge(&averaged.RB, 2117096, 34614199);
     ASSERT_EQ(0, averaged.Calculate());
@@ -935,22 +935,23 @@ TEST(CalBorderPoints, CentreOutsideTheImageReturns9)
 
 TEST(CalBorderPoints, CentreIsRoundedTowardMinusInfinityBelowZero)
 {
-    for (sint32 left : {-11, -12, -13}) { /* sums with the right column: -1, -2, -3 */
+    /* A corner at -13 is rounded to -12. With 10 on the other side: (-2 + 1) >> 1 = -1. */
+    for (sint32 left : {-12, -13, -14}) {
         UprightPage p;
         p.LB.ThroughPoints({left, 110}, {left, 190});
         p.RT.Vertical(10);
-        if (left == -11) {
+        if (left == -12) {
             EXPECT_EQ(0, p.Calculate());
             EXPECT_EQ((PointRec{0, 150}), p.center);
         } else {
             p.ExpectFailure(9);
         }
     }
-    for (sint32 top : {-21, -22, -23}) {
+    for (sint32 top : {-22, -23, -24}) {
         UprightPage p;
         p.LT.ThroughPoints({160, top}, {240, top});
         p.RB.Horizontal(20);
-        if (top == -21) {
+        if (top == -22) {
             EXPECT_EQ(0, p.Calculate());
             EXPECT_EQ((PointRec{200, 0}), p.center);
         } else {
@@ -1048,7 +1049,7 @@ TEST(CalBorderPoints, ExactlyMinus45DegreesBelongToTheSteeperRange)
 
 TEST(CalBorderPoints, CornerAboveTheImageStartsAtRow0)
 {
-    /* Corners (100, 60) (300, -40) (500, 360) (300, 460). */
+    /* Corners (100, 60) (300, -40) (500, 360) (300, 460); rounding makes -40 into -39. */
     Page p;
     p.LT.Through({120, 50}, {180, 20});
     p.RT.Through({330, 20}, {400, 160});
@@ -1061,7 +1062,7 @@ TEST(CalBorderPoints, CornerAboveTheImageStartsAtRow0)
     EXPECT_EQ(460, p.rows.bottom);
     EXPECT_EQ(461, p.rows.index);
     EXPECT_EQ(476, p.rows.len);
-    EXPECT_EQ((PointRec{300, 210}), p.center);
+    EXPECT_EQ((PointRec{300, 211}), p.center);
     EXPECT_EQ(220, p.rows.seck[0].left);
     EXPECT_EQ(320, p.rows.seck[0].right);
     p.ExpectSpans({100, 60}, {500, 360});
@@ -1196,7 +1197,7 @@ TEST(CalBorderPoints, HorizontalEdgeEndsItsRowsAtTheCorner)
 
 TEST(CalBorderPoints, HorizontalEdgesCornerIsClamped)
 {
-    /* The right corner lies in column 340 of 300; the left one in column -40. */
+    /* The right corner lies in column 340 of 300; the left one in column -39. */
     UprightPage p(300, 300);
     p.LB.ThroughPoints({-40, 110}, {-40, 190});
     p.LT.Horizontal(250);

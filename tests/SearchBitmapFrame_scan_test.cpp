@@ -1,5 +1,6 @@
 /*
- * Reading and writing pixels, the background estimate, the search for the page's rows, and the tracing of its sides.
+ * Reading and writing pixels, the background estimate, the search for the page's rows, and the tracing of its
+ * sides.
  */
 #include <gtest/gtest.h>
 
@@ -344,7 +345,7 @@ TEST(CalculateDividingPoint, ColourIsReadAsGreenAndBlue)
     EXPECT_EQ(DividingValueOf(image), 213);
 }
 
-TEST(CalculateDividingPoint, SumBeyond32BitsStillGives255)
+TEST(CalculateDividingPoint, SumBeyondASint32StillGives255)
 {
     test::Bitmap image(2, 2105377, 1, 255); /* 4 * 255 * 2105377 = 2^31 + 892 */
     EXPECT_EQ(DividingValueOf(image), 255);
@@ -731,7 +732,7 @@ struct Marking {
 class MarkBorder : public testing::TestWithParam<Side>
 {
 protected:
-    /* The lengths of the side's segments when it has these hits and the opposite side has the same lines at depth 5. */
+    /* The lengths of the side's segments for these hits; the opposite side is hit on the same lines at depth 5. */
     static std::string Lengths(const std::vector<HitRun>& runs)
     {
         test::Bitmap image(kSize, kSize, 8, 0);

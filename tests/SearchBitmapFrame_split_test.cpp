@@ -98,8 +98,8 @@ private:
 };
 
 /*
- * The arguments of a call: an upright page, wider than tall and inside the image, with 20, 18, 16 and 14 segments on its
- * top, left, bottom and right side. The edges start empty, and the flag with a value found again where none is written.
+ * The arguments of a call: an upright page, wider than tall, inside the image, with 20, 18, 16 and 14 segments on
+ * its top, left, bottom and right side. The edges start empty; the flag starts with a value that no call gives it.
  */
 class Splitting
 {
@@ -397,7 +397,7 @@ TEST(DispartBorderPoints, DistanceFromASlantingSideIsPerpendicularAndTruncated)
 
 /* ======== Pages that the image cuts ======== */
 
-/* The flag of a page on the image's first row whose left side runs from the origin to this point, its right upright. */
+/* The flag of a page on the image's first row whose left side runs from the origin to this point. */
 sint32 FlagOfCutPage(PointRec end)
 {
     Splitting split;

@@ -271,15 +271,12 @@ TEST(null_image_range_rectangle, IsAllZero)
 TEST(null_bitmap_info_header, AnnouncesItsSizeAndOnePlane)
 {
     const uint8 bytes[40] = {40, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-    EXPECT_EQ(40u, null_bitmap_info_header.biSize);
-    EXPECT_EQ(1, null_bitmap_info_header.biPlanes);
     EXPECT_EQ(0, std::memcmp(bytes, &null_bitmap_info_header, sizeof bytes));
 }
 
 TEST(null_bitmap_file_header, HoldsTheMagicOnly)
 {
     const uint8 bytes[14] = {'B', 'M'};
-    EXPECT_EQ(0x4D42, null_bitmap_file_header.bfType);
     EXPECT_EQ(0, std::memcmp(bytes, &null_bitmap_file_header, sizeof bytes));
 }
 
