@@ -269,7 +269,8 @@ TEST(CalBorderPoints, EdgeWithoutSegmentsReturns1)
 {
     for (sint32 index : {0, -1}) {
         for (Edge Page::*edge : {&Page::LT, &Page::LB, &Page::RT, &Page::RB}) {
-            UprightPage p;
+            UprightPage p; /* none of the other edges could be fitted, but none is tried */
+            for (Edge* other : {&p.LT, &p.LB, &p.RT, &p.RB}) other->Degenerate();
             (p.*edge).rec.border_line_seck.index = index;
             p.ExpectFailure(1);
         }
@@ -790,6 +791,25 @@ TEST(CalBorderPoints, EdgesOffBy2DegreesAndMoreAreSetPerpendicularToTheHorizonta
     ExpectAxis(q.RT.line(), 2, {340, 150});
 }
 
+TEST(CalBorderPoints, BothEdgesAreSetPerpendicularToTheFirstNeighbour)
+{
+    UprightPage p; /* LT and RB stand badly on LB and RT, which are 3.4 degrees apart */
+    p.RT.Through({337, 110}, {342, 194});
+    p.LT.Through({160, 47}, {240, 54});
+    p.RB.Through({160, 256}, {240, 243});
+    ASSERT_EQ(0, p.Calculate());
+    ExpectAxis(p.LT.line(), 1, {200, 50});
+    ExpectAxis(p.RB.line(), 1, {200, 249});
+
+    UprightPage q; /* LB and RT on LT and RB */
+    q.RB.Through({158, 253}, {242, 248});
+    q.LB.Through({57, 110}, {64, 190});
+    q.RT.Through({346, 110}, {333, 190});
+    ASSERT_EQ(0, q.Calculate());
+    ExpectAxis(q.LB.line(), 2, {60, 150});
+    ExpectAxis(q.RT.line(), 2, {339, 150});
+}
+
 TEST(CalBorderPoints, TheTwoPairsComputeAPerpendicularAngleInDifferentOrder)
 {
     const Real64 divided_first = std::atan(0.5) / kDegreePi * 180.0;
@@ -962,23 +982,31 @@ TEST(CalBorderPoints, CentreIsRoundedTowardMinusInfinityBelowZero)
 
 /* ======== Angle and size ======== */
 
+/* The slopes below are such that the products and quotients in any other order give another double. */
+
 TEST(CalBorderPoints, SlightSkewTurnsByAFewDegreesEitherWay)
 {
     /* LB at 88 and LT at -2 degrees: 2 degrees; the height is that of Left to Bottom. */
-    Rectangle p({100, 300}, {58, -2}, {3, 87});
+    const Real64 LB_angle = Degrees(27.0);
+    ASSERT_NE((90.0 - LB_angle) / 180.0 * kDegreePi, (90.0 - LB_angle) * kDegreePi / 180.0);
+    ASSERT_NE((90.0 - LB_angle) * (kDegreePi / 180.0), (90.0 - LB_angle) * kDegreePi / 180.0);
+    Rectangle p({100, 300}, {54, -2}, {3, 81});
     ASSERT_EQ(0, p.Calculate());
-    EXPECT_EQ((90.0 - Degrees(29.0)) * kDegreePi / 180.0, p.angle);
-    EXPECT_NEAR(0.0345, p.angle, 0.0001);
-    EXPECT_EQ(348, p.height); /* 348.2 */
-    EXPECT_EQ(232, p.width);  /* 232.1 */
+    EXPECT_EQ((90.0 - LB_angle) * kDegreePi / 180.0, p.angle);
+    EXPECT_NEAR(0.0370, p.angle, 0.0001);
+    EXPECT_EQ(324, p.height); /* 324.2 */
+    EXPECT_EQ(216, p.width);  /* 216.1 */
 
     /* LT at -88 and LB at 2 degrees: 358 degrees; the height is that of Left to Top. */
-    Rectangle q({100, 500}, {3, -87}, {58, 2});
+    const Real64 LT_angle = Degrees(-27.0);
+    ASSERT_NE((270.0 - LT_angle) / 180.0 * kDegreePi, (270.0 - LT_angle) * kDegreePi / 180.0);
+    ASSERT_NE((270.0 - LT_angle) * (kDegreePi / 180.0), (270.0 - LT_angle) * kDegreePi / 180.0);
+    Rectangle q({100, 500}, {3, -81}, {54, 2});
     ASSERT_EQ(0, q.Calculate());
-    EXPECT_EQ((270.0 - Degrees(-29.0)) * kDegreePi / 180.0, q.angle);
-    EXPECT_NEAR(6.2487, q.angle, 0.0001);
-    EXPECT_EQ(348, q.height);
-    EXPECT_EQ(232, q.width);
+    EXPECT_EQ((270.0 - LT_angle) * kDegreePi / 180.0, q.angle);
+    EXPECT_NEAR(6.2462, q.angle, 0.0001);
+    EXPECT_EQ(324, q.height);
+    EXPECT_EQ(216, q.width);
 }
 
 TEST(CalBorderPoints, EqualInclinationsCountAsLTSteeper)
@@ -1003,15 +1031,21 @@ static void SetDiamond(Page* p, PointRec LT_RB, PointRec LB_RT)
 
 TEST(CalBorderPoints, SteeperEdgeBelow45DegreesTurnsTheOtherWay)
 {
+    const Real64 LT_angle = Degrees(-0.994); /* -44.8 */
+    ASSERT_NE(LT_angle / 180.0 * (-kDegreePi), LT_angle * (-kDegreePi) / 180.0);
+    ASSERT_NE(LT_angle * (-kDegreePi / 180.0), LT_angle * (-kDegreePi) / 180.0);
     Page p;
-    SetDiamond(&p, {100, -99}, {100, 98}); /* LT at -44.7 is the steeper */
+    SetDiamond(&p, {1000, -994}, {100, 98});
     ASSERT_EQ(0, p.Calculate());
-    EXPECT_EQ(Degrees(-0.99) * (-kDegreePi) / 180.0, p.angle);
+    EXPECT_EQ(LT_angle * (-kDegreePi) / 180.0, p.angle);
 
+    const Real64 LB_angle = Degrees(0.989); /* 44.7 */
+    ASSERT_NE((360.0 - LB_angle) / 180.0 * kDegreePi, (360.0 - LB_angle) * kDegreePi / 180.0);
+    ASSERT_NE((360.0 - LB_angle) * (kDegreePi / 180.0), (360.0 - LB_angle) * kDegreePi / 180.0);
     Page q;
-    SetDiamond(&q, {100, -98}, {100, 99}); /* LB at 44.7 */
+    SetDiamond(&q, {100, -98}, {1000, 989});
     ASSERT_EQ(0, q.Calculate());
-    EXPECT_EQ((360.0 - Degrees(0.99)) * kDegreePi / 180.0, q.angle);
+    EXPECT_EQ((360.0 - LB_angle) * kDegreePi / 180.0, q.angle);
 }
 
 TEST(CalBorderPoints, Exactly45DegreesBelongToTheFlatterRange)

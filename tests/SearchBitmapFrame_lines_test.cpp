@@ -1355,10 +1355,15 @@ TEST(DeleteImpurityLine, TiltedSegmentsBetweenAlignedNeighboursKeepTheirMarkInLa
 
 TEST(DeleteImpurityLine, TiltedEndsStartUnmarked)
 {
-    /* Segment 4 is judged by 3 and 2, which share a column: its mark stays 0. */
-    Edge edge({{110, 410}, {115, 385}, {130, 350}, {130, 370}, {145, 355}});
-    EXPECT_EQ(0, edge.Clean(1, 1));
-    EXPECT_EQ((Indices{1, 2, 3}), edge.Kept());
+    /* Both ends are judged by 1 and 2, which share a column: their marks stay 0, and the line runs along x = 120. */
+    Edge both({{110, 370}, {120, 380}, {120, 390}, {140, 370}});
+    EXPECT_EQ(0, both.Clean(1, 3));
+    EXPECT_EQ((Indices{1, 2}), both.Kept());
+
+    /* Segment 4 is judged by 3 and 2, which share a column. */
+    Edge last({{110, 410}, {115, 385}, {130, 350}, {130, 370}, {145, 355}});
+    EXPECT_EQ(0, last.Clean(1, 1));
+    EXPECT_EQ((Indices{1, 2, 3}), last.Kept());
 }
 
 TEST(DeleteImpurityLine, SetsOfThousandsOfSegmentsAreCleaned)

@@ -12,7 +12,6 @@
 #include "support/LiteralRotation.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -47,32 +46,37 @@ struct Picture {
     std::vector<uint8> buffer;
 };
 
+/* The multiples of a sine or cosine by repeated addition, from 0 on. */
+class Multiples
+{
+public:
+    Multiples(Real64 step, sint32 last) : values(1, 0.0)
+    {
+        for (sint32 i = 1; i <= last; ++i) values.push_back(values.back() + step);
+    }
+    Real64 at(sint32 i) const { return values.at(static_cast<size_t>(i)); }
+
+private:
+    std::vector<Real64> values;
+};
+
 /* What all rotations compute before they walk. YCos and YSin are the same tables under other names. */
 struct Frame {
     PointRec DestCenter;
     sint32 WidthFlag, HeightFlag;
-    std::vector<Real64> XCos, XSin;
+    Multiples XCos, XSin;
 };
 
 Frame MakeFrame(Real64 angle, sint32 biWidth, sint32 biHeight)
 {
-    Frame frame;
-    frame.DestCenter = {(biWidth - 1) >> 1, (biHeight - 1) >> 1};
-    frame.WidthFlag = biWidth % 2 == 0 ? 1 : 0;
-    frame.HeightFlag = biHeight % 2 == 0 ? 1 : 0;
-
+    const PointRec DestCenter = {(biWidth - 1) >> 1, (biHeight - 1) >> 1};
+    const sint32 t = std::max(DestCenter.x, DestCenter.y) + 10;
     /* Read twice, so that sine and cosine stay two calls: one for both may differ in the last bit. */
     const volatile Real64 turn = angle;
     const Real64 CosA = std::cos(turn);
     const Real64 SinA = std::sin(turn);
-    const sint32 t = std::max(frame.DestCenter.x, frame.DestCenter.y) + 10;
-    frame.XCos.push_back(0.0);
-    frame.XSin.push_back(0.0);
-    for (sint32 i = 1; i <= t; ++i) {
-        frame.XCos.push_back(frame.XCos.back() + CosA);
-        frame.XSin.push_back(frame.XSin.back() + SinA);
-    }
-    return frame;
+    return {DestCenter, biWidth % 2 == 0 ? 1 : 0, biHeight % 2 == 0 ? 1 : 0, Multiples(CosA, t),
+            Multiples(SinA, t)};
 }
 
 /* Towards zero; what no sint32 holds, and NaN, becomes the value that the processor answers. */
@@ -96,18 +100,14 @@ bool InsidePage(const RowSeckRec& RowSeck, sint32 x, sint32 y)
 
 uint8 BitValue(sint32 bit) { return static_cast<uint8>(128 >> bit); }
 
-std::array<std::array<sint32, 256>, 11> MakeByteTable()
+/* k tenths of the byte v, from the table's rule. */
+sint32 ByteTable(sint32 k, sint32 v)
 {
-    std::array<std::array<sint32, 256>, 11> table{};
-    for (sint32 k = 1; k <= 9; ++k) {
-        for (sint32 v = 0; v <= 254; ++v) table[k][v] = (v + 1) * k / 10;
-        table[k][255] = 255 * k / 10;
-    }
-    for (sint32 v = 0; v <= 255; ++v) table[10][v] = v >= 222 && v <= 229 ? v + 1 : v;
-    return table;
+    if (k < 0 || k > 10 || v < 0 || v > 255) throw std::out_of_range("share");
+    if (k == 0) return 0;
+    if (k == 10) return v >= 222 && v <= 229 ? v + 1 : v;
+    return v == 255 ? 255 * k / 10 : (v + 1) * k / 10;
 }
-
-const std::array<std::array<sint32, 256>, 11> ByteTable = MakeByteTable();
 
 const sint32 bulic[11][4] = {{0, 1024, 0, 0},       {-83, 1005, 112, -9},  {-131, 950, 238, -33},
                              {-151, 867, 372, -65}, {-147, 762, 508, -98}, {-128, 640, 640, -128},
@@ -197,7 +197,7 @@ Picture Rotate24bitsPicNearby(const Picture& source, const RowSeckRec& RowSeck, 
     }
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     const auto sample = [&](sint32 p, sint32 x, sint32 y) {
         if (!InsidePage(RowSeck, x, y)) return;
@@ -269,7 +269,7 @@ Picture Rotate8bitsPicNearby(const Picture& source, const RowSeckRec& RowSeck, R
     std::fill(bitmap.buffer.begin(), bitmap.buffer.end(), color[0]);
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     const auto sample = [&](sint32 p, sint32 x, sint32 y) {
         if (InsidePage(RowSeck, x, y)) bitmap.At(p) = source.Read(y + Extend, x + Extend);
@@ -338,7 +338,7 @@ Picture Rotate1bitsPicNearby(const Picture& source, const RowSeckRec& RowSeck, R
     std::fill(bitmap.buffer.begin(), bitmap.buffer.end(), color[0]);
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     const auto sample = [&](sint32 p, sint32 bit, sint32 x, sint32 y) {
         if (!InsidePage(RowSeck, x, y)) return;
@@ -438,7 +438,7 @@ Picture Rotate24bitsPicBilinear(const Picture& source, const RowSeckRec& RowSeck
     }
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     uint8 CalFlag = 0, xt1 = 0, xt2 = 0, yt1 = 0, yt2 = 0;
     const auto first = [&](sint32 p, Real64 x, Real64 y) {
@@ -459,10 +459,10 @@ Picture Rotate24bitsPicBilinear(const Picture& source, const RowSeckRec& RowSeck
         const sint32 BottomY = TopY + 1;
         for (sint32 channel = 0; channel < 3; ++channel) {
             const sint32 BiTop =
-                ByteTable[xt2][source.Read(TopY, LeftX)] + ByteTable[xt1][source.Read(TopY, RightX)];
+                ByteTable(xt2, source.Read(TopY, LeftX)) + ByteTable(xt1, source.Read(TopY, RightX));
             const sint32 BiBotm =
-                ByteTable[xt2][source.Read(BottomY, LeftX)] + ByteTable[xt1][source.Read(BottomY, RightX)];
-            bitmap.At(p + channel) = static_cast<uint8>(ByteTable[yt2].at(BiTop) + ByteTable[yt1].at(BiBotm));
+                ByteTable(xt2, source.Read(BottomY, LeftX)) + ByteTable(xt1, source.Read(BottomY, RightX));
+            bitmap.At(p + channel) = static_cast<uint8>(ByteTable(yt2, BiTop) + ByteTable(yt1, BiBotm));
             ++LeftX;
             ++RightX;
         }
@@ -485,10 +485,10 @@ Picture Rotate24bitsPicBilinear(const Picture& source, const RowSeckRec& RowSeck
         const sint32 BottomY = TopY + 1;
         for (sint32 channel = 0; channel < 3; ++channel) {
             const sint32 BiTop =
-                ByteTable[xt1][source.Read(TopY, LeftX)] + ByteTable[xt2][source.Read(TopY, RightX)];
+                ByteTable(xt1, source.Read(TopY, LeftX)) + ByteTable(xt2, source.Read(TopY, RightX));
             const sint32 BiBotm =
-                ByteTable[xt1][source.Read(BottomY, LeftX)] + ByteTable[xt2][source.Read(BottomY, RightX)];
-            bitmap.At(p + channel) = static_cast<uint8>(ByteTable[yt1].at(BiTop) + ByteTable[yt2].at(BiBotm));
+                ByteTable(xt1, source.Read(BottomY, LeftX)) + ByteTable(xt2, source.Read(BottomY, RightX));
+            bitmap.At(p + channel) = static_cast<uint8>(ByteTable(yt1, BiTop) + ByteTable(yt2, BiBotm));
             ++LeftX;
             ++RightX;
         }
@@ -558,7 +558,7 @@ Picture Rotate8bitsPicBilinear(const Picture& source, const RowSeckRec& RowSeck,
     std::fill(bitmap.buffer.begin(), bitmap.buffer.end(), color[0]);
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     uint8 CalFlag = 0, xt1 = 0, xt2 = 0, yt1 = 0, yt2 = 0;
     const auto first = [&](sint32 p, Real64 x, Real64 y) {
@@ -577,10 +577,10 @@ Picture Rotate8bitsPicBilinear(const Picture& source, const RowSeckRec& RowSeck,
         TopY += Extend;
         const sint32 RightX = LeftX + 1;
         const sint32 BottomY = TopY + 1;
-        const sint32 BiTop = ByteTable[xt2][source.Read(TopY, LeftX)] + ByteTable[xt1][source.Read(TopY, RightX)];
+        const sint32 BiTop = ByteTable(xt2, source.Read(TopY, LeftX)) + ByteTable(xt1, source.Read(TopY, RightX));
         const sint32 BiBotm =
-            ByteTable[xt2][source.Read(BottomY, LeftX)] + ByteTable[xt1][source.Read(BottomY, RightX)];
-        bitmap.At(p) = static_cast<uint8>(ByteTable[yt2].at(BiTop) + ByteTable[yt1].at(BiBotm));
+            ByteTable(xt2, source.Read(BottomY, LeftX)) + ByteTable(xt1, source.Read(BottomY, RightX));
+        bitmap.At(p) = static_cast<uint8>(ByteTable(yt2, BiTop) + ByteTable(yt1, BiBotm));
     };
     const auto mirrored = [&](sint32 p, Real64 x, Real64 y) {
         const Real64 x2 = SourceCenter.x - x;
@@ -598,10 +598,10 @@ Picture Rotate8bitsPicBilinear(const Picture& source, const RowSeckRec& RowSeck,
         TopY += Extend;
         const sint32 RightX = LeftX + 1;
         const sint32 BottomY = TopY + 1;
-        const sint32 BiTop = ByteTable[xt1][source.Read(TopY, LeftX)] + ByteTable[xt2][source.Read(TopY, RightX)];
+        const sint32 BiTop = ByteTable(xt1, source.Read(TopY, LeftX)) + ByteTable(xt2, source.Read(TopY, RightX));
         const sint32 BiBotm =
-            ByteTable[xt1][source.Read(BottomY, LeftX)] + ByteTable[xt2][source.Read(BottomY, RightX)];
-        bitmap.At(p) = static_cast<uint8>(ByteTable[yt1].at(BiTop) + ByteTable[yt2].at(BiBotm));
+            ByteTable(xt1, source.Read(BottomY, LeftX)) + ByteTable(xt2, source.Read(BottomY, RightX));
+        bitmap.At(p) = static_cast<uint8>(ByteTable(yt1, BiTop) + ByteTable(yt2, BiBotm));
     };
 
     sint32 line1 = DestCenter.y * bitmap.BytesPerLine + DestCenter.x;
@@ -676,7 +676,7 @@ Picture Rotate24bitsPicCubic(const Picture& source, const RowSeckRec& RowSeck, R
     }
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     uint8 CalFlag = 0, xt1 = 0, xt2 = 0, yt1 = 0, yt2 = 0;
     const auto first = [&](sint32 p, Real64 x, Real64 y) {
@@ -834,7 +834,7 @@ Picture Rotate8bitsPicCubic(const Picture& source, const RowSeckRec& RowSeck, Re
     std::fill(bitmap.buffer.begin(), bitmap.buffer.end(), color[0]);
     const Frame frame = MakeFrame(angle, biWidth, biHeight);
     const PointRec DestCenter = frame.DestCenter;
-    const std::vector<Real64>&XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
+    const Multiples &XCos = frame.XCos, &XSin = frame.XSin, &YCos = frame.XCos, &YSin = frame.XSin;
 
     uint8 CalFlag = 0, xt1 = 0, xt2 = 0, yt1 = 0, yt2 = 0;
     const auto first = [&](sint32 p, Real64 x, Real64 y) {
