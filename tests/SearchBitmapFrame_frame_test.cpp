@@ -242,15 +242,27 @@ void ExpectGeneral(const LineRec& line, Real64 angle, PointRec center)
 
 TEST(CalBorderPoints, EachNullPointerReturns1)
 {
-    for (int k = 0; k < 11; ++k) {
+    for (int k = 0; k < 12; ++k) {
         UprightPage p;
         EXPECT_EQ(1, CalBorderPoints(
                          k == 0 ? nullptr : &p.bitmap, k == 1 ? nullptr : &p.rows, k == 2 ? nullptr : &p.angle,
                          k == 3 ? nullptr : &p.center, k == 4 ? nullptr : &p.width, k == 5 ? nullptr : &p.height,
-                         &p.range, k == 6 ? nullptr : &p.flag, k == 7 ? nullptr : &p.LT.rec,
+                         k == 11 ? nullptr : &p.range, k == 6 ? nullptr : &p.flag, k == 7 ? nullptr : &p.LT.rec,
                          k == 8 ? nullptr : &p.LB.rec, k == 9 ? nullptr : &p.RT.rec, k == 10 ? nullptr : &p.RB.rec))
             << k;
         EXPECT_EQ(nullptr, p.rows.seck);
+    }
+}
+
+TEST(CalBorderPoints, SegmentsWithoutAnArrayReturn1)
+{
+    for (int k = 0; k < 4; ++k) {
+        UprightPage p;
+        ImageBorderLineRec* const edges[] = {&p.LT.rec, &p.LB.rec, &p.RT.rec, &p.RB.rec};
+        BorderLineRec* const segments = edges[k]->border_line_seck.borderLine;
+        edges[k]->border_line_seck.borderLine = nullptr;
+        p.ExpectFailure(1);
+        edges[k]->border_line_seck.borderLine = segments;
     }
 }
 

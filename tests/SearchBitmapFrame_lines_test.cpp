@@ -736,6 +736,20 @@ TEST(PointOfIntersection, DistanceIsPlainFromAnAxisAndSquaredFromASlope)
     }
 }
 
+TEST(SumOfSquares, IsTheIntegerSumRoundedOnceAndNeverOverflows)
+{
+    EXPECT_EQ(25.0, SumOfSquares(3, -4));
+    /* 2^62 - 2^32 + 1 + 1 is no double; one rounding gives the even neighbour. */
+    EXPECT_EQ(4611686014132420610.0, SumOfSquares(INT32_MAX, -1));
+    EXPECT_EQ(2.0 * INT32_MAX * INT32_MAX, SumOfSquares(-INT32_MAX, INT32_MAX));
+    /* Beyond any two points of an image; 2^32 squared is exact. */
+    for (const int64_t far : {int64_t{4294967296}, int64_t{-4294967296}}) {
+        EXPECT_EQ(18446744073709551616.0, SumOfSquares(far, 0));
+        EXPECT_EQ(18446744073709551616.0, SumOfSquares(0, far));
+        EXPECT_EQ(36893488147419103232.0, SumOfSquares(far, far));
+    }
+}
+
 TEST(PointOfIntersection, ProductsBeyond32BitsAreRight)
 {
     sint32 y = kWild;

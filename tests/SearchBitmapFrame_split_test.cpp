@@ -199,6 +199,18 @@ TEST(DispartBorderPoints, InvalidBitmapReturns12AndWritesNothing)
     for (int argument = 1; argument < 11; ++argument) EXPECT_EQ(split.Run(argument), 1) << argument;
 }
 
+TEST(DispartBorderPoints, SegmentsWithoutAnArrayReturn1AndWriteNothing)
+{
+    for (int k = 0; k < 4; ++k) {
+        Splitting split;
+        SideScan* const sides[] = {&split.left, &split.right, &split.top, &split.bottom};
+        sides[k]->rec.border_line_seck.borderLine = nullptr;
+        EXPECT_EQ(split.Run(), 1) << k;
+        EXPECT_EQ(split.flag, -5) << k;
+        EXPECT_TRUE(split.EdgesAreEmpty()) << k;
+    }
+}
+
 /* ======== Upright or tilted ======== */
 
 TEST(DispartBorderPoints, StraightSidesInsideTheImageGiveFlag0AndTrimmedSides)
