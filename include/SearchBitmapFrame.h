@@ -18,7 +18,7 @@
  * Threads: the marking functions hand the numbers of the segments that hold the extreme points to
  * DispartBorderPoints through the eight globals below. Only one caller at a time may drive the marking functions and
  * DispartBorderPoints, and no pipeline call (QL_Interface.h) may run in between, since it writes the globals too. The
- * pipeline itself does not read them and may run in any number of threads. The other functions touch only the records
+ * pipeline decides nothing by them and may run in any number of threads. The other functions touch only the records
  * that they are given.
  */
 #ifndef QUARLO_SEARCHBITMAPFRAME_H
@@ -33,8 +33,10 @@ extern "C" {
 /*
  * Segment numbers of the page's extreme points, into each side's border_line_seck.borderLine. Rows are scanned
  * downward (T the first segment that holds the extreme, B the last), columns from right to left (R the first, L the
- * last). Among the largest x the last point counts, so the two numbers of the right side are always equal.
- * They keep their values until the next call of the function that writes them.
+ * last). Among the largest x the last point counts, so the two numbers of the right side are equal after a success.
+ * They keep their values until the next call of the function that writes them; without a full segment on a side, only
+ * its first number here is set to 0, and the other keeps its earlier value. A pipeline call leaves all eight as its two
+ * marking stages do.
  */
 extern QL_API sint32 LeftPointIndexT;   /* written by MarkLeftRightBorder */
 extern QL_API sint32 LeftPointIndexB;   /* written by MarkLeftRightBorder */
@@ -82,11 +84,12 @@ QL_API sint32 SearchBitmapRange(QL_Bitmap p_bitmap, RectangleRec* fore_image_ran
  *   p_image_border_point_right
  *                      out     overwritten, never released first; untouched on failure. The caller frees
  *                              border_point.points and border_line_seck.borderLine of each.
- *   image_range        in/out   left and right: the leftmost and the rightmost point that lies in a segment of six.
- *                              They, and the globals, are written even when 9 follows because they are out of order.
+ *   image_range        in/out   left and right: the leftmost and the rightmost point that lies in a segment of six;
+ *                              without such a segment, left.x = the image's width and right.x = 0. They, and the
+ *                              globals, are written even when 9 follows because they are out of order.
  *
- * Returns 0; 1 for a null pointer, another GroundColor or a range that leaves the image; 12 for an invalid record;
- * 5 when memory runs out; 9 when a side has no segment, no segment of six, or left is not left of right.
+ * Returns 0; 1 for a null pointer, another GroundColor or a range that leaves the image (an empty one reads nothing and
+ * answers 9); 12 for an invalid record; 5 when memory runs out; 9 when a side has no segment, no segment of six, or left is not left of right.
  */
 QL_API sint32 MarkLeftRightBorder(QL_Bitmap p_bitmap, RectangleRec* fore_image_range, sint32 GroundColor,
                                   uint8 Dividing_min, uint8 Dividing_max,
@@ -112,7 +115,7 @@ QL_API sint32 MarkTopBottomBorder(BitmapRec* p_bitmap, RectangleRec* fore_image_
  *
  *   p_bitmap            in      only its height is used
  *   p_image_range       in      the extreme points
- *   Image_Incline_Flag  out     1 tilted, 0 upright
+ *   Image_Incline_Flag  out     1 tilted, 0 upright; written on failure too, once the arguments are accepted
  *   the four sides      in      as the marking functions filled them, together with the eight globals
  *   the four edges      in/out  start as null_image_border_line; segments are appended to border_line_seck, the
  *                               lines are left alone. The segments' points still belong to the sides. On failure
@@ -122,8 +125,9 @@ QL_API sint32 MarkTopBottomBorder(BitmapRec* p_bitmap, RectangleRec* fore_image_
  * Left_top joins the page's leftmost and topmost corner, and so on; of an upright page left_top is the top edge,
  * left_bottom the left, right_bottom the bottom and right_top the right edge.
  *
- * Returns 0; 1 for a null pointer, or a side or edge with too few segments to fit; 12 for an invalid record; 5 when
- * memory runs out; 10 when a line cannot be fitted; 11 when nothing is left of an edge.
+ * Returns 0; 1 for a null pointer, segments without an array, a side or edge with too few segments to fit, or two
+ * segments of an edge with the same centre, where a third is judged by them; 12 for an invalid record; 5 when memory runs
+ * out; 10 when a line cannot be fitted; 11 when nothing is left of an edge.
  */
 QL_API sint32
 DispartBorderPoints(QL_Bitmap p_bitmap, ImageRangeRectangleRec* p_image_range, sint32* Image_Incline_Flag,
@@ -145,10 +149,13 @@ DispartBorderPoints(QL_Bitmap p_bitmap, ImageRangeRectangleRec* p_image_range, s
  *   Image_Incline_Flag  in      as DispartBorderPoints set it; only read
  *   the four edges      in/out  their segments are read; border_line and PointNum are overwritten
  *
- * On failure angle, SourceCenter and the sizes may already be written; RowSeck is written on success only.
+ * On failure the edges may already be changed, and angle, SourceCenter and the sizes written; RowSeck is written on
+ * success only.
  *
- * Returns 0; 1 for a null pointer or an edge without segments; 12 for an invalid record; 10 when a line that has to
- * fit cannot; 9 when the edges are no rectangle or its centre or rows lie outside the image; 5 when memory runs out.
+ * Returns 0; 1 for a null pointer, or an edge without segments or with fewer than two points; 12 for an invalid record;
+ * 10 when a line that has to fit cannot; 9 when neither of the two lines that may fail fits, when one cannot be replaced
+ * because its neighbour is horizontal, when the edges are no rectangle, or when its centre or rows lie outside the image;
+ * 5 when memory runs out.
  */
 QL_API sint32 CalBorderPoints(BitmapRec* p_bitmap, RowSeckRec* RowSeck, Real64* angle, PointRec* SourceCenter,
                               sint32* biWidth, sint32* biHeight, ImageRangeRectangleRec* p_image_range,

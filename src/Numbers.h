@@ -4,7 +4,7 @@
  *   RealToInteger, RoundReal   real to integer
  *   WrapAdd, WrapSubtract      32-bit sums modulo 2^32
  *   SumOfSquares               of coordinate differences
- *   NewArray, GrowArray        memory
+ *   NewArray, MakeRoom         memory
  */
 #ifndef QUARLO_SRC_NUMBERS_H
 #define QUARLO_SRC_NUMBERS_H
@@ -51,12 +51,18 @@ static inline Element* NewArray(int64_t count)
     return static_cast<Element*>(std::malloc(static_cast<size_t>(count) * sizeof(Element)));
 }
 
-/* Adds step elements to an array of *len; false, and nothing changed, when memory runs out. */
+/*
+ * Makes room for element `index` of an array of *len by growing it, if need be, by step elements. False, and nothing
+ * changed, when memory runs out or when that is no room for it, as with counts that no array can have.
+ */
 template <class Element>
-static inline bool GrowArray(Element** array, sint32* len, sint32 step)
+static inline bool MakeRoom(Element** array, sint32 index, sint32* len, sint32 step)
 {
+    if (index < 0) return false;
+    if (index < *len) return true;
     const int64_t grown = int64_t{*len} + step;
-    if (grown > INT32_MAX || grown > static_cast<int64_t>(PTRDIFF_MAX / sizeof(Element))) return false;
+    if (grown <= index || grown > INT32_MAX || grown > static_cast<int64_t>(PTRDIFF_MAX / sizeof(Element)))
+        return false;
     void* memory = std::realloc(*array, static_cast<size_t>(grown) * sizeof(Element));
     if (memory == nullptr) return false;
     *array = static_cast<Element*>(memory);

@@ -252,7 +252,9 @@ struct Cubic {
                 for (sint32 j = 0; j < 4; ++j) row_sum += p[j * Pixel::channels] * bcs[j];
                 sum += bct[i] * (row_sum >> 10);
             }
-            to[k] = static_cast<uint8>((sum < 0 ? 0 : sum > 255 * 1024 ? 255 * 1024 : sum) >> 10);
+            if (sum < 0) sum = 0;
+            if (sum > 255 * 1024) sum = 255 * 1024;
+            to[k] = static_cast<uint8>(sum >> 10);
         }
     }
 };
@@ -305,6 +307,7 @@ static PointRec CenterOf(sint32 biWidth, sint32 biHeight) { return {(biWidth - 1
  * combinations of signs. An even size has one column more on the right and one row more at the end, which have no
  * mirror.
  */
+/* NOLINTBEGIN(clang-analyzer-core.UndefinedBinaryOperatorResult): the analyzer does not see the tables filled */
 template <class Sampler>
 static void WalkOutput(Sampler sampler, const BitmapRec& bitmap, const AngleTablesRec& tables)
 {
@@ -347,6 +350,8 @@ static void WalkOutput(Sampler sampler, const BitmapRec& bitmap, const AngleTabl
     const sint32 h = DestCenter.x + 1;
     if (WidthFlag) sampler.Forward(Cos[h] + Sin[v], Cos[v] - Sin[h], line1, last_col);
 }
+
+/* NOLINTEND(clang-analyzer-core.UndefinedBinaryOperatorResult) */
 
 /* ======== The seven rotations ======== */
 

@@ -6,7 +6,7 @@
  *   Pixels    one question, how bright is the dot at (row, col), asked through a reader per depth; and a second one,
  *             does that grey belong to the page, through a decider per background.
  *               CalculateDividingPoint
- *   Range     the first and last row with more than 150 page pixels.
+ *   Range     the first and last row with more than 150 pixels above the threshold.
  *               SearchBitmapRange
  *   Borders   rays from all four sides stop at the first page dot. Neighbouring hits are chained into segments of up
  *             to six points; runs of three and less are noise and vanish. The extreme points, among the segments of
@@ -39,7 +39,7 @@
 /* Degrees and radians are converted with this value, not with full-precision pi: results depend on it. */
 static constexpr Real64 kPi = 3.1415926;
 
-static constexpr sint32 kRowPoints = 150;     /* a row of the page has more page pixels than this */
+static constexpr sint32 kRowPoints = 150;     /* a row of the page has more pixels above the threshold than this */
 static constexpr sint32 kGrowStep = 1000;     /* elements by which arrays grow */
 static constexpr sint32 kSegmentPoints = 6;   /* a full segment; only full ones give extreme points */
 static constexpr sint32 kMaxGap = 6;          /* pixels between neighbours in a segment, on each axis */
@@ -48,8 +48,9 @@ static constexpr sint32 kTrim = 5;            /* segments left out at each end o
 static constexpr sint32 kStraightBand = 35;   /* pixels off a side's line that still count as on it */
 static constexpr Real64 kStraightShare = 0.6; /* of the segments on the line, above which a side is straight */
 static constexpr Real64 kUprightAngle = 80.0; /* degrees above which the side of a cut page counts as upright */
+static constexpr Real64 kAnyAngle = -1.0;     /* below every angle of a side */
 static constexpr sint32 kUprightBand = 6;     /* pixels between neighbours' centres on an upright edge */
-static constexpr sint32 kToLineMixDis = 5;    /* pixels inward of the line from which a segment is dropped */
+static constexpr sint32 kToLineMixDis = 5;    /* pixels to one side of the line from which a segment is dropped */
 static constexpr sint32 kLineBand = 7;        /* pixels off the final line within which a segment is kept */
 static constexpr Real64 kParallel = 3.5;      /* degrees up to which opposite edges count as parallel */
 static constexpr Real64 kPerpendicular = 2.0; /* degrees off 90 below which adjacent edges are perpendicular */
@@ -78,10 +79,9 @@ static sint32 CheckDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, sint32 biBitC
 /* The checks of a reader; callers rely on getting 1 and not a crash for a dot outside the image. */
 static uint8 CheckRead(QL_Bitmap p_bitmap, sint32 row, sint32 col, sint32 biBitCount, const uint8* DotValue)
 {
-    const sint32 error_code = Bitmap_Check(p_bitmap);
+    const sint32 error_code = CheckDot(p_bitmap, row, col, biBitCount);
     if (error_code != QL_SUCCESS) return static_cast<uint8>(error_code);
-    if (DotValue == nullptr) return QL_BAD_ARGUMENT;
-    return static_cast<uint8>(CheckDot(p_bitmap, row, col, biBitCount));
+    return DotValue == nullptr ? QL_BAD_ARGUMENT : QL_SUCCESS;
 }
 
 static uint8 GetBWBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, uint8* DotValue)
@@ -284,8 +284,7 @@ void StoreSegmentIndex(const SegmentIndexRec& segment_index)
 static sint32 AddPointToBorderLine(PointSetRec* borderPoints, BorderLineRec* BorderLine, sint32 x, sint32 y)
 {
     if (borderPoints == nullptr || BorderLine == nullptr || x < 0 || y < 0) return QL_BAD_ARGUMENT;
-    if (borderPoints->index >= borderPoints->len &&
-        !GrowArray(&borderPoints->points, &borderPoints->len, kGrowStep))
+    if (!MakeRoom(&borderPoints->points, borderPoints->index, &borderPoints->len, kGrowStep))
         return QL_OUT_OF_MEMORY;
     borderPoints->points[borderPoints->index] = {x, y};
     borderPoints->index += 1;
@@ -299,8 +298,7 @@ static sint32 AddPointToBorderLine(PointSetRec* borderPoints, BorderLineRec* Bor
 static sint32 AddBorderLineToBorderLines(BorderLineSetRec* BorderLines, const BorderLineRec* BorderLine)
 {
     if (BorderLines == nullptr || BorderLine == nullptr) return QL_BAD_ARGUMENT;
-    if (BorderLines->index >= BorderLines->len &&
-        !GrowArray(&BorderLines->borderLine, &BorderLines->len, kGrowStep))
+    if (!MakeRoom(&BorderLines->borderLine, BorderLines->index, &BorderLines->len, kGrowStep))
         return QL_OUT_OF_MEMORY;
     BorderLineRec* added = &BorderLines->borderLine[BorderLines->index];
     *added = *BorderLine;
@@ -626,18 +624,38 @@ static PointRec Centroid(const PointSumRec& sum)
     return {static_cast<sint32>(sum.SumX / sum.num), static_cast<sint32>(sum.SumY / sum.num)};
 }
 
-/* Makes the line axis-parallel if its two points are, through point1; false if it is neither. */
-static bool SetAxisParallel(LineRec* line, PointRec point1, Real64 dx, Real64 dy)
+/* What a line is fitted to: the means of two halves of its points, and the way from the first to the second. */
+struct HalvesRec {
+    PointRec point1;
+    PointRec point2;
+    Real64 dx;
+    Real64 dy;
+};
+
+/* 10 when a half is empty or both have the same mean. */
+static sint32 MeanHalves(const PointSumRec& half1, const PointSumRec& half2, HalvesRec* halves)
 {
-    if (dx == 0.0) {
+    if (half1.num == 0 || half2.num == 0) return QL_NO_LINE;
+    const PointRec point1 = Centroid(half1);
+    const PointRec point2 = Centroid(half2);
+    if (IsSamePoint(point1, point2)) return QL_NO_LINE;
+    *halves = {point1, point2, Difference(point2.x, point1.x), Difference(point2.y, point1.y)};
+    return QL_SUCCESS;
+}
+
+/* Sets the line's centre, and all of it if the halves lie along an axis; false if they do not. */
+static bool SetAxisParallel(LineRec* line, const HalvesRec& halves)
+{
+    line->center = {Middle(halves.point1.x, halves.point2.x), Middle(halves.point1.y, halves.point2.y)};
+    if (halves.dx == 0.0) {
         line->type = kVertical;
-        line->a = point1.x;
+        line->a = halves.point1.x;
         line->angle = 90.0;
         return true;
     }
-    if (dy == 0.0) {
+    if (halves.dy == 0.0) {
         line->type = kHorizontal;
-        line->a = point1.y;
+        line->a = halves.point1.y;
         line->angle = 0.0;
         return true;
     }
@@ -652,21 +670,17 @@ static bool SetAxisParallel(LineRec* line, PointRec point1, Real64 dx, Real64 dy
 static sint32 LineOfPointsCenter(LineRec* line, BorderLineSetRec* BorderLines)
 {
     if (line == nullptr || BorderLines == nullptr || BorderLines->index <= 1) return QL_BAD_ARGUMENT;
-    const sint32 MidIndex = BorderLines->index >> 1; /* at least 1: both halves hold a segment */
+    const sint32 MidIndex = BorderLines->index >> 1;
     PointSumRec half1 = {0, 0, 0};
     PointSumRec half2 = {0, 0, 0};
     for (sint32 i = 0; i < MidIndex; ++i) AddPoint(&half1, BorderLines->borderLine[i].Center);
     for (sint32 i = MidIndex; i < BorderLines->index; ++i) AddPoint(&half2, BorderLines->borderLine[i].Center);
-    const PointRec point1 = Centroid(half1);
-    const PointRec point2 = Centroid(half2);
-    if (IsSamePoint(point1, point2)) return QL_NO_LINE;
+    HalvesRec halves;
+    const sint32 error_code = MeanHalves(half1, half2, &halves);
+    if (error_code != QL_SUCCESS) return error_code;
+    if (SetAxisParallel(line, halves)) return QL_SUCCESS;
 
-    const Real64 dx = Difference(point2.x, point1.x);
-    const Real64 dy = Difference(point2.y, point1.y);
-    line->center = {Middle(point1.x, point2.x), Middle(point1.y, point2.y)};
-    if (SetAxisParallel(line, point1, dx, dy)) return QL_SUCCESS;
-
-    line->b = dy / dx;
+    line->b = halves.dy / halves.dx;
     const Real64 t = std::atan(std::fabs(line->b)) / kPi * 180.0;
     if (t <= 0.5) {
         line->type = kHorizontal;
@@ -678,7 +692,7 @@ static sint32 LineOfPointsCenter(LineRec* line, BorderLineSetRec* BorderLines)
         line->angle = 90.0;
     } else {
         line->type = kGeneral;
-        line->a = point1.y - line->b * point1.x;
+        line->a = halves.point1.y - line->b * halves.point1.x;
         line->angle = t;
     }
     return QL_SUCCESS;
@@ -716,19 +730,14 @@ static sint32 LineOfPoints(LineRec* line, BorderLineSetRec* BorderLines)
     const sint32 num = BorderLines->PointNum >> 1;
     PointCursorRec cursor = {0, 0};
     const PointSumRec half1 = SumPoints(*BorderLines, num, &cursor);
-    if (half1.num == 0) return QL_NO_LINE;
     const PointSumRec half2 = SumPoints(*BorderLines, num, &cursor);
-    if (half2.num == 0) return QL_NO_LINE;
-    const PointRec point1 = Centroid(half1);
-    const PointRec point2 = Centroid(half2);
-    if (IsSamePoint(point1, point2)) return QL_NO_LINE;
+    HalvesRec halves;
+    const sint32 error_code = MeanHalves(half1, half2, &halves);
+    if (error_code != QL_SUCCESS) return error_code;
+    if (SetAxisParallel(line, halves)) return QL_SUCCESS;
 
-    const Real64 dx = Difference(point2.x, point1.x);
-    const Real64 dy = Difference(point2.y, point1.y);
-    line->center = {Middle(point1.x, point2.x), Middle(point1.y, point2.y)};
-    if (SetAxisParallel(line, point1, dx, dy)) return QL_SUCCESS;
     line->type = kGeneral;
-    line->b = dy / dx;
+    line->b = halves.dy / halves.dx;
     line->angle = std::atan(line->b) * 180.0 / kPi;
     line->a = line->center.y - line->b * line->center.x;
     return QL_SUCCESS;
@@ -909,7 +918,8 @@ static sint32 DecideLineAccidented(PointRec Point1, PointRec Point2, PointRec Po
     if (Point1.x == Point2.x || Point1.y == Point2.y) return QL_SUCCESS;
     const bool rises = (Point1.x > Point2.x) == (Point1.y > Point2.y);
     const bool is_left = side == kLeftTop || side == kLeftBottom;
-    *type = rises == is_left ? PointX.y >= y : PointX.y <= y;
+    const bool keeps_larger_rows = rises == is_left;
+    *type = keeps_larger_rows ? PointX.y >= y : PointX.y <= y;
     return QL_SUCCESS;
 }
 
@@ -998,9 +1008,9 @@ static sint32 MarkSegments(BorderLineSetRec* set, sint32 Image_Incline_Flag, sin
  */
 static sint32 FitCleanLine(BorderLineSetRec* set, sint32 Image_Incline_Flag, sint32 side, LineRec* line)
 {
-    const bool positive_is_inside = side == kLeftTop || side == kRightTop;
-    const sint32 low = positive_is_inside ? INT32_MIN : 1 - kToLineMixDis;
-    const sint32 high = positive_is_inside ? kToLineMixDis - 1 : INT32_MAX;
+    const bool drops_positive = side == kLeftTop || side == kRightTop;
+    const sint32 low = drops_positive ? INT32_MIN : 1 - kToLineMixDis;
+    const sint32 high = drops_positive ? kToLineMixDis - 1 : INT32_MAX;
     sint32 LastT = -1;
     sint32 LastJ = -1;
     while (set->index >= 4) {
@@ -1143,7 +1153,7 @@ sint32 SplitBorders(QL_Bitmap p_bitmap, const ImageRangeRectangleRec* p_image_ra
     const bool inside = range.top.y > 0 && range.bottom.y < p_bitmap->biHeight - 1;
     const bool wide = int64_t{range.right.x} - range.left.x > int64_t{range.bottom.y} - range.top.y;
     if (inside)
-        error_code = DecideUpright(wide ? T : L, wide ? B : R, -1.0, &upright);
+        error_code = DecideUpright(wide ? T : L, wide ? B : R, kAnyAngle, &upright);
     else
         error_code = DecideUpright(L, R, kUprightAngle, &upright);
     if (error_code != QL_SUCCESS) return error_code;
@@ -1208,6 +1218,8 @@ struct FrameLinesRec {
     LineRec* RT;
     LineRec* RB;
 };
+
+static bool HoldsSegments(const BorderLineSetRec& set) { return set.index > 0 && set.borderLine != nullptr; }
 
 /* Fits an edge that may fail for want of points that span a line. */
 static sint32 FitOptional(ImageBorderLineRec* edge, bool* fitted)
@@ -1312,7 +1324,7 @@ static void MakeParallel(LineRec* line1, LineRec* line2, const LineRec& neighbou
         CopyDirection(line1, *line2);
     } else {
         SetPerpendicular(line1, neighbour1, Degrees);
-        SetPerpendicular(line2, neighbour1, Degrees);
+        SetPerpendicular(line2, neighbour1, Degrees); /* to the same neighbour, so that both are parallel */
     }
 }
 
@@ -1428,16 +1440,18 @@ sint32 CalBorderPoints(BitmapRec* p_bitmap, RowSeckRec* RowSeck, Real64* angle, 
     if (p_bitmap == nullptr || RowSeck == nullptr || angle == nullptr || SourceCenter == nullptr ||
         biWidth == nullptr || biHeight == nullptr || p_image_range == nullptr || Image_Incline_Flag == nullptr)
         return QL_BAD_ARGUMENT;
-    ImageBorderLineRec* const edges[4] = {p_border_line_left_top, p_border_line_left_bottom,
-                                          p_border_line_right_top, p_border_line_right_bottom};
-    for (const ImageBorderLineRec* edge : edges)
-        if (edge == nullptr) return QL_BAD_ARGUMENT;
+    if (p_border_line_left_top == nullptr || p_border_line_left_bottom == nullptr ||
+        p_border_line_right_top == nullptr || p_border_line_right_bottom == nullptr)
+        return QL_BAD_ARGUMENT;
     sint32 error_code = Bitmap_Check(p_bitmap);
     if (error_code != QL_SUCCESS) return error_code;
-    for (const ImageBorderLineRec* edge : edges)
-        if (edge->border_line_seck.index < 1 || edge->border_line_seck.borderLine == nullptr)
-            return QL_BAD_ARGUMENT;
-    for (ImageBorderLineRec* edge : edges) edge->border_line_seck.PointNum = CountPoints(edge->border_line_seck);
+    BorderLineSetRec* LT = &p_border_line_left_top->border_line_seck;
+    BorderLineSetRec* LB = &p_border_line_left_bottom->border_line_seck;
+    BorderLineSetRec* RT = &p_border_line_right_top->border_line_seck;
+    BorderLineSetRec* RB = &p_border_line_right_bottom->border_line_seck;
+    if (!HoldsSegments(*LT) || !HoldsSegments(*LB) || !HoldsSegments(*RT) || !HoldsSegments(*RB))
+        return QL_BAD_ARGUMENT;
+    for (BorderLineSetRec* set : {LT, LB, RT, RB}) set->PointNum = CountPoints(*set);
 
     /* Which pair has to fit depends on which of the left and right extreme points has the smaller row. */
     const ImageRangeRectangleRec image_range = *p_image_range;

@@ -136,7 +136,7 @@ std::string WriteImage(Image* image, const std::string& name, bool overwrite)
         if (!S_ISREG(status.st_mode)) return "is no ordinary file and is not replaced";
     }
     TemporaryFile temporary;
-    const std::string error = MakeTemporary(name, &temporary);
+    std::string error = MakeTemporary(name, &temporary);
     if (!error.empty()) return error;
     const sint32 code = SaveBitmapToFile(&image->rec, NameOf(temporary.name).data());
     return code != QL_SUCCESS ? WriteError(code) : MoveIntoPlace(&temporary, name, overwrite);

@@ -199,5 +199,7 @@ int main(int argc, char** argv)
         return Start(argc, argv);
     } catch (const std::bad_alloc&) {
         EndWithoutMemory();
+    } catch (const std::exception& error) {
+        return Fail(kFileOrMemory, "stopped", error.what());
     }
 }
