@@ -18,6 +18,7 @@ TEST(RealToInteger, TruncatesTowardZeroUpToTheLastIntegers)
     EXPECT_EQ(-10, RealToInteger(-10.6));
     EXPECT_EQ(INT32_MAX, RealToInteger(2147483647.0));
     EXPECT_EQ(INT32_MAX, RealToInteger(2147483647.999));
+    EXPECT_EQ(-2147483647, RealToInteger(-2147483647.5));
     EXPECT_EQ(INT32_MIN, RealToInteger(-2147483648.0));
     EXPECT_EQ(INT32_MIN, RealToInteger(-2147483648.999));
 }
