@@ -627,6 +627,19 @@ TEST(PointOfTwoLine, SlopesOfAxisParallelLinesDoNotCount)
     EXPECT_EQ((PointRec{7, 5}), point);
 }
 
+/* No fit makes such a line; it divides by zero, and what comes out fits no integer. */
+TEST(PointOfTwoLine, GeneralLineWithoutSlopeMeetsAHorizontalInTheSmallestColumn)
+{
+    for (const Real64 row : {7.0, 3.0, -3.0}) {
+        LineRec general = {3.0, 0.0, 0.0, 3, {0, 0}};
+        LineRec horizontal = {row, 0.0, 0.0, 1, {0, 0}};
+        PointRec point = {5, 5};
+        EXPECT_EQ(0, PointOfTwoLine(&general, &horizontal, &point));
+        EXPECT_EQ(INT32_MIN, point.x);
+        EXPECT_EQ(RoundReal(row), point.y);
+    }
+}
+
 TEST(PointOfTwoLine, OnlyExactlyEqualSlopesAreParallel)
 {
     LineRec line1 = Line(3, 5, 1.0);
