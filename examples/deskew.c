@@ -1,5 +1,6 @@
 /* deskew.c - reads a scan, crops the page, writes it: deskew IN.bmp OUT.bmp */
 #include <stdio.h>
+
 #include <quarlo/BitmapProcessing.h>
 #include <quarlo/QL_Interface.h>
 
@@ -13,7 +14,7 @@ int main(int argc, char** argv)
     if (code == QL_SUCCESS && page.buffer == NULL) code = QL_OUT_OF_MEMORY;
     if (code == QL_SUCCESS) code = SaveBitmapToFile(&page, (sint8*)argv[2]);
     if (code == QL_SUCCESS) printf("%d x %d pixels\n", page.biWidth, page.biHeight);
-    else fprintf(stderr, "failed with code %d\n", code);
+    if (code != QL_SUCCESS) fprintf(stderr, "failed with code %d\n", code);
     Bitmap_Done(&page);
     Bitmap_Done(&scan);
     return code;
