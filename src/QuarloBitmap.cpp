@@ -197,8 +197,10 @@ struct Tenths {
 
     static sint32 TenthsOf(Real64 fraction) { return static_cast<sint32>(fraction * 10.0); }
 
-    /* Only the top-left neighbour has to lie inside the page. A point just left of column 0 is outside, though it
-     * truncates to 0. */
+    /*
+     * Only the top-left neighbour has to lie inside the page. A point just left of column 0 is outside, though it
+     * truncates to 0.
+     */
     bool Accepts(Real64 x, Real64 y, sint32 LeftX, sint32 TopY) const
     {
         return x >= 0.0 && y >= 0.0 && from.Holds(LeftX, TopY);

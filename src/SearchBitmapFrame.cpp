@@ -1405,8 +1405,10 @@ static sint32 ColumnAt(const LineRec& line, sint32 row, sint32 corner_x, sint32 
     return Clamp(line.type == kVertical ? RoundReal(line.a) : corner_x, last_col);
 }
 
-/* The spans of the rows that the page covers. The top corner does not count for the last row, nor the bottom one for
- * the first: both bounds are kept as they are. */
+/*
+ * The spans of the rows that the page covers. The top corner does not count for the last row, nor the bottom one for the
+ * first; both bounds are kept so.
+ */
 static sint32 FillRowSeck(const BitmapRec& bitmap, const FrameLinesRec& lines, const CornersRec& corners,
                           RowSeckRec* RowSeck)
 {
