@@ -3,7 +3,10 @@
  */
 #include <immintrin.h>
 
+#include <cstring>
+
 #include "kernels/Kernels.h"
+#include "kernels/Rotate.h"
 
 namespace
 {
@@ -31,12 +34,93 @@ struct Vec {
     static Bytes LookUp(Bytes table, Bytes index) { return _mm512_shuffle_epi8(table, index); }
 };
 
+/* ---- What rotation needs ---- */
+
+struct RotateVec : Vec {
+    typedef __m512i Words;
+    typedef __mmask64 Mask;
+    typedef __m512d Reals;
+    typedef __m256i Ints;
+    static constexpr sint32 reals = 8;
+
+    static Bytes Zero() { return _mm512_setzero_si512(); }
+    static Words FillWords(int value) { return _mm512_set1_epi16(static_cast<short>(value)); }
+    static Words UnpackLow(Bytes a, Bytes b) { return _mm512_unpacklo_epi8(a, b); }
+    static Words UnpackHigh(Bytes a, Bytes b) { return _mm512_unpackhi_epi8(a, b); }
+    static Words UnpackLowWords(Words a, Words b) { return _mm512_unpacklo_epi16(a, b); }
+    static Words UnpackHighWords(Words a, Words b) { return _mm512_unpackhi_epi16(a, b); }
+    static Bytes PackWords(Words low, Words high) { return _mm512_packus_epi16(low, high); }
+    static Words PackInt32(Words low, Words high) { return _mm512_packs_epi32(low, high); }
+
+    static Words AddWords(Words a, Words b) { return _mm512_add_epi16(a, b); }
+    static Words SubtractWords(Words a, Words b) { return _mm512_sub_epi16(a, b); }
+    static Words MultiplyWords(Words a, Words b) { return _mm512_mullo_epi16(a, b); }
+    static Words MultiplyHigh(Words a, Words b) { return _mm512_mulhi_epu16(a, b); }
+    static Words AddInt32(Words a, Words b) { return _mm512_add_epi32(a, b); }
+
+    /* Sums of products of neighbours: bytes times signed bytes to words, words to 32 bits. */
+    static Words MultiplyPairs(Bytes pixels, Bytes weights) { return _mm512_maddubs_epi16(pixels, weights); }
+    static Words MultiplyWordPairs(Words a, Words b) { return _mm512_madd_epi16(a, b); }
+
+    template <int Bits>
+    static Words ShiftWords(Words v)
+    {
+        return _mm512_srai_epi16(v, Bits);
+    }
+
+    template <int Bits>
+    static Words ShiftInt32(Words v)
+    {
+        return _mm512_srai_epi32(v, Bits);
+    }
+
+    static Mask Equal(Bytes a, Bytes b) { return _mm512_cmpeq_epi8_mask(a, b); }
+    static Bytes Select(Mask mask, Bytes where, Bytes elsewhere)
+    {
+        return _mm512_mask_blend_epi8(mask, elsewhere, where);
+    }
+    static Bytes Increment(Bytes v, Mask mask) { return _mm512_mask_add_epi8(v, mask, v, _mm512_set1_epi8(1)); }
+    static Bytes FillTable(const uint8* table) { return _mm512_broadcast_i32x4(Load16(table)); }
+
+    /* The tenths of the steps that the bytes of a vector belong to. */
+    template <sint32 Channels, bool IsMirrored>
+    static Bytes Spread(const uint8* tenths)
+    {
+        if (Channels == 1) {
+            if (!IsMirrored) return Load(tenths);
+            static constexpr SpreadTable<16> back = MakeSpreadTable<16, 1, true>();
+            const Bytes reversed = _mm512_shuffle_epi8(Load(tenths), FillTable(back.entry));
+            return _mm512_shuffle_i64x2(reversed, reversed, 0x1B);
+        }
+        static constexpr SpreadTable<64> table = MakeSpreadTable<64, 3, IsMirrored>();
+        const Bytes near_and_far =
+            _mm512_inserti32x4(FillTable(tenths), Load16(tenths + kFarStep), IsMirrored ? 0 : 3);
+        return _mm512_shuffle_epi8(near_and_far, Load(table.entry));
+    }
+
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+
+    static Reals LoadReals(const Real64* from) { return _mm512_loadu_pd(from); }
+    static Reals FillReals(Real64 value) { return _mm512_set1_pd(value); }
+    static Reals AddReals(Reals a, Reals b) { return _mm512_add_pd(a, b); }
+    static Reals SubtractReals(Reals a, Reals b) { return _mm512_sub_pd(a, b); }
+    static Reals MultiplyReals(Reals a, Reals b) { return _mm512_mul_pd(a, b); }
+    static Ints Truncate(Reals v) { return _mm512_cvttpd_epi32(v); }
+    static Reals Whole(Reals v) { return _mm512_roundscale_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
+
+    static void StoreIntsAsBytes(uint8* to, Ints v)
+    {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm256_cvtepi32_epi8(v));
+    }
+};
+
 } // namespace
 
 /* ---- The set ---- */
 
 extern const KernelsRec kAvx512Kernels;
 const KernelsRec kAvx512Kernels = {
+    /* rotate */ RotateKernels<RotateVec>(),
     /* convert */ {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr},
     /* turn */
     {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
