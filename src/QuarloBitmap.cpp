@@ -38,9 +38,15 @@
 
 static constexpr sint32 kFrame = 8;       /* pixels of border on each side of the enlarged source */
 static constexpr sint32 kSpareSteps = 10; /* entries of an angle table beyond the farthest output pixel */
-static constexpr sint32 kPlainSteps =
-    8; /* steps that are drawn without a kernel, where little or nothing is proved */
+static constexpr sint32 kPlainSteps = 8;  /* steps that are drawn without a kernel where little is proved */
 static constexpr sint32 kRowsAhead = 4; /* output rows after which the pixels that are prefetched will be wanted */
+
+/* For what is done once a pixel: the walks call it from several places, which compilers take as a reason not to. */
+#if defined(__GNUC__)
+#define INLINED inline __attribute__((always_inline))
+#else
+#define INLINED inline
+#endif
 
 /* ======== The enlarged source ======== */
 
@@ -145,7 +151,7 @@ struct PageRec {
     PointRec center;
 
     /* The spans are trusted to lie inside the source. */
-    bool Holds(PointRec p) const
+    INLINED bool Holds(PointRec p) const
     {
         return p.x >= 0 && p.y >= 0 && mask->top <= p.y && p.y <= mask->bottom && mask->seck[p.y].left <= p.x &&
                p.x <= mask->seck[p.y].right;
@@ -171,30 +177,30 @@ struct Nearby {
 
     explicit Nearby(const PageRec& of) : page(of) {}
 
-    PointRec ForwardPoint(Real64 a, Real64 b) const
+    INLINED PointRec ForwardPoint(Real64 a, Real64 b) const
     {
         return {WrapAdd(page.center.x, RealToInteger(a)), WrapAdd(page.center.y, RealToInteger(b))};
     }
 
-    PointRec MirroredPoint(Real64 a, Real64 b) const
+    INLINED PointRec MirroredPoint(Real64 a, Real64 b) const
     {
         return {WrapSubtract(page.center.x, RealToInteger(a)), WrapSubtract(page.center.y, RealToInteger(b))};
     }
 
     template <class Source>
-    bool Forward(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED bool Forward(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
     {
         return Take(source, ForwardPoint(a, b), line, col);
     }
 
     template <class Source>
-    bool Mirrored(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED bool Mirrored(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
     {
         return Take(source, MirroredPoint(a, b), line, col);
     }
 
     template <class Source>
-    bool Take(const Source& source, PointRec p, uint8* line, sint32 col)
+    INLINED bool Take(const Source& source, PointRec p, uint8* line, sint32 col)
     {
         if (!page.Holds(p)) return false;
         Pixel::Show(source.Row(p.y), source.Column(p.x), line, col);
@@ -219,14 +225,17 @@ struct Tenths {
 
     explicit Tenths(const PageRec& of) : page(of), CalFlag(false), xt(0), yt(0) {}
 
-    PointRec ForwardPoint(Real64 a, Real64 b) const { return {Whole(page.center.x + a), Whole(page.center.y + b)}; }
-    PointRec MirroredPoint(Real64 a, Real64 b) const
+    INLINED PointRec ForwardPoint(Real64 a, Real64 b) const
+    {
+        return {Whole(page.center.x + a), Whole(page.center.y + b)};
+    }
+    INLINED PointRec MirroredPoint(Real64 a, Real64 b) const
     {
         return {Whole(page.center.x - a), Whole(page.center.y - b)};
     }
 
     template <class Source>
-    bool Forward(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED bool Forward(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
     {
         const PointRec p = ForwardPoint(a, b);
         CalFlag = page.Holds(p);
@@ -238,7 +247,7 @@ struct Tenths {
     }
 
     template <class Source>
-    bool Mirrored(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED bool Mirrored(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
     {
         const PointRec p = MirroredPoint(a, b);
         if (!page.Holds(p)) return false;
@@ -267,7 +276,7 @@ struct Bilinear {
     static constexpr sint32 after = 1;
 
     template <class Pixel, class Source>
-    static void Store(const Source& source, PointRec p, sint32 right, sint32 lower, uint8* to)
+    INLINED static void Store(const Source& source, PointRec p, sint32 right, sint32 lower, uint8* to)
     {
         const sint32* LeftShare = ByteTable[10 - right];
         const sint32* RightShare = ByteTable[right];
@@ -292,7 +301,7 @@ struct Cubic {
     static constexpr sint32 after = 2;
 
     template <class Pixel, class Source>
-    static void Store(const Source& source, PointRec p, sint32 right, sint32 lower, uint8* to)
+    INLINED static void Store(const Source& source, PointRec p, sint32 right, sint32 lower, uint8* to)
     {
         const sint32* bcs = bulic[right];
         const sint32* bct = bulic[lower];
@@ -365,6 +374,20 @@ static bool IsSteady(const AngleTablesRec& tables, const BitmapRec& source, cons
            output.biWidth <= limit && output.biHeight <= limit;
 }
 
+/*
+ * Whether the rows lie one behind the other in the image's block, each at least as long as a vector; then no vector that
+ * starts in one row reaches beyond the next. Records may be made by hand, with rows anywhere.
+ */
+static bool AreRowsJoined(const BitmapRec& bitmap)
+{
+    const sint32 longest_vector = 64;
+    const uint8* row = bitmap.buffer;
+    bool joined = bitmap.BytesPerLine >= longest_vector;
+    for (sint32 y = 0; y < bitmap.biHeight && joined; ++y, row += bitmap.BytesPerLine)
+        joined = bitmap.ScanLine[y] == row;
+    return joined;
+}
+
 /* The output pixel that the pivot lands on. */
 static PointRec CenterOf(sint32 biWidth, sint32 biHeight) { return {(biWidth - 1) >> 1, (biHeight - 1) >> 1}; }
 
@@ -389,6 +412,7 @@ struct Walk {
     const RotateKernelRec* kernel; /* for pieces that are proved to lie inside; null to go without */
     PointRec DestCenter;
     bool steady; /* source columns are sure to change by at most one a step */
+    bool joined; /* the source's rows follow each other in one block */
 
     /* Two streams from the centre column outwards, and what the tables' entries of the row add to their points. */
     struct Pair {
@@ -409,26 +433,29 @@ struct Walk {
         if (color != nullptr) Pixel::Fill(line, col, color);
     }
 
-    void DrawForward(const Pair& pair, sint32 h)
+    INLINED void DrawForward(const Pair& pair, sint32 h)
     {
         const sint32 col = DestCenter.x + h;
         if (!sampler.Forward(source, Across(pair, h), Down(pair, h), pair.forward_line, col))
             Leave(pair.forward_line, col);
     }
 
-    void DrawMirrored(const Pair& pair, sint32 h)
+    INLINED void DrawMirrored(const Pair& pair, sint32 h)
     {
         const sint32 col = DestCenter.x - h;
         if (!sampler.Mirrored(source, Across(pair, h), Down(pair, h), pair.mirrored_line, col))
             Leave(pair.mirrored_line, col);
     }
 
-    void DrawPlain(const Pair& pair, sint32 h, sint32 num)
+    /* Works on copies: the compiler has to expect that a pixel is written into anything it can reach by a pointer. */
+    void DrawPlain(Pair pair, sint32 h, sint32 num)
     {
+        Walk walk = *this;
         for (const sint32 end = h + num; h < end; ++h) {
-            DrawForward(pair, h);
-            DrawMirrored(pair, h);
+            walk.DrawForward(pair, h);
+            walk.DrawMirrored(pair, h);
         }
+        sampler = walk.sampler;
     }
 
     /*
@@ -498,9 +525,13 @@ struct Walk {
         const sint32 right = p.x < q.x ? q.x : p.x;
         const sint32 top = p.y < q.y ? p.y : q.y;
         const sint32 bottom = p.y < q.y ? q.y : p.y;
-        if (left < Sampler::before + left_overrun || top < Sampler::before) return false;
-        if (right >= image.biWidth - Sampler::after - right_overrun) return false;
-        if (bottom >= image.biHeight - Sampler::after) return false;
+        if (left < Sampler::before || right >= image.biWidth - Sampler::after) return false;
+        if (top < Sampler::before || bottom >= image.biHeight - Sampler::after) return false;
+        /* What a vector reads beyond one row it may take from the next, if there is one. */
+        const bool row_before = joined && top > Sampler::before;
+        const bool row_after = joined && bottom < image.biHeight - Sampler::after - 1;
+        if (left < Sampler::before + left_overrun && !row_before) return false;
+        if (right >= image.biWidth - Sampler::after - right_overrun && !row_after) return false;
         if (top < mask.top || bottom > mask.bottom) return false;
         sint32 widest_left = INT32_MIN;
         sint32 least_right = INT32_MAX;
@@ -599,7 +630,8 @@ static sint32 RotateSource(const Source& source, BitmapRec* dest, const RowSeckR
                                   painted ? nullptr : color,
                                   kernel,
                                   DestCenter,
-                                  IsSteady(tables, *source.bitmap, bitmap)};
+                                  IsSteady(tables, *source.bitmap, bitmap),
+                                  kernel != nullptr && AreRowsJoined(*source.bitmap)};
     walk.DrawOutput();
     AngleTables_Done(&tables);
     *dest = bitmap;

@@ -81,26 +81,20 @@ struct PointPath {
 
 inline sint32 Cut(Real64 coordinate) { return static_cast<sint32>(coordinate); }
 
-/* How many rows a path has changed by since its first step. */
+/* The row that a path is on, which changes in one direction only. */
 template <class Path>
-struct RowChanges {
+struct RowOf {
     Path path;
-    sint32 first;
 
-    sint32 operator()(sint32 step) const
-    {
-        const sint32 moved = Cut(path.Y(step)) - first;
-        return moved < 0 ? -moved : moved;
-    }
+    sint32 operator()(sint32 step) const { return Cut(path.Y(step)); }
 };
 
-/* By how many columns a path has fallen behind one that advances by a whole column a step. */
+/* How far a path's column is from where a path would be that advances by a whole column a step. */
 template <class Path>
-struct ColumnChanges {
+struct ColumnLagOf {
     Path path;
-    sint32 first;
 
-    sint32 operator()(sint32 step) const { return step - Path::sign * (Cut(path.X(step)) - first); }
+    sint32 operator()(sint32 step) const { return Cut(path.X(step)) - Path::sign * step; }
 };
 
 /* How far a coordinate is from being cut to another number, when it rises or falls. */
@@ -110,73 +104,92 @@ inline Real64 RoomToChange(Real64 coordinate, bool rises)
     return rises ? (cut < 0 ? cut : cut + 1) - coordinate : coordinate - (cut > 0 ? cut : cut - 1);
 }
 
-/* The steps at which a count of changes goes up, one after the other. */
-template <class Count>
+/* The steps at which a number changes, one after the other. */
+template <class Number>
 struct Changes {
-    Count count;
+    Number number;
     sint32 num;
-    bool steady;    /* the count never goes down */
-    Real64 room;    /* change until the count first goes up */
-    Real64 inverse; /* steps to a change of one */
-    sint32 passed;  /* the count now */
-    sint32 next;    /* the step at which it will be another, or num */
+    bool steady;     /* the number changes in one direction only */
+    Real64 estimate; /* the step at which it will change */
+    Real64 inverse;  /* steps to a change of one */
+    sint32 now;
+    sint32 next; /* the step at which it will be another, or num */
 
-    /* Estimates the next step, at least `from`, and corrects it; without the certainty of rising goes step by step. */
+    bool Holds(sint32 step) const { return number(step) == now; }
+
+    /* Finds the next change, at `from` or later: where it is estimated to be, if the steps around prove that. */
     void Find(sint32 from)
     {
-        const Real64 estimate = (room + passed) * inverse + 1.0;
-        next = !steady ? from : estimate < num ? Cut(estimate) : num;
-        if (next < from) next = from;
-        while (next < num && count(next) == passed) ++next;
-        while (next > from && count(next - 1) != passed) --next;
+        next = estimate < num ? Cut(estimate) : num;
+        estimate += inverse;
+        const bool proved = steady && next > from && Holds(next - 1) && (next == num || !Holds(next));
+        if (!proved) next = steady ? Search(from - 1) : Follow(from);
+    }
+
+    /* By halving what lies between a step where nothing has changed yet and the end. */
+    __attribute__((noinline)) sint32 Search(sint32 before) const
+    {
+        sint32 last = num;
+        while (last - before > 1) {
+            const sint32 middle = before + (last - before) / 2;
+            (Holds(middle) ? before : last) = middle;
+        }
+        return last;
+    }
+
+    /* Step by step, since the number might change and change back. */
+    __attribute__((noinline)) sint32 Follow(sint32 step) const
+    {
+        while (step < num && Holds(step)) ++step;
+        return step;
     }
 
     void Pass(sint32 step)
     {
         if (next != step) return;
-        passed = count(step);
+        now = number(step);
         Find(step + 1);
     }
 };
 
-/* The runs of a path, from its first step on. */
-template <class Path>
-struct Runs {
-    sint32 num;
-    sint32 step; /* where the run starts */
-    sint32 end;  /* and where it ends; step reaches num behind the last run */
-
-    explicit Runs(const RotatePieceRec& piece)
-        : num(piece.num), step(0), rows{{Path{piece}, Cut(Path{piece}.Y(0))}, piece.num, true, 0.0, 0.0, 0, 0},
-          columns{{Path{piece}, Cut(Path{piece}.X(0))}, piece.num, piece.steady, 0.0, 0.0, 0, 0},
-          down((piece.SinA < 0.0) == (Path::sign > 0))
-    {
-        rows.room = RoomToChange(rows.count.path.Y(0), down);
-        rows.inverse = 1.0 / (piece.SinA < 0.0 ? -piece.SinA : piece.SinA);
-        rows.Find(1);
-        columns.room = RoomToChange(columns.count.path.X(0), Path::sign < 0);
-        columns.inverse = 1.0 / (1.0 - piece.CosA);
-        columns.Find(1);
-        end = rows.next < columns.next ? rows.next : columns.next;
-    }
-
-    sint32 X() const { return columns.count.first + Path::sign * (step - columns.passed); }
-    sint32 Y() const { return rows.count.first + (down ? rows.passed : -rows.passed); }
-
-    void Next()
-    {
-        step = end;
-        if (step == num) return;
-        rows.Pass(step);
-        columns.Pass(step);
-        end = rows.next < columns.next ? rows.next : columns.next;
-    }
-
-private:
-    Changes<RowChanges<Path>> rows;
-    Changes<ColumnChanges<Path>> columns;
-    bool down; /* rows rise along the path */
+/* A run: where it starts, and its first pixel, or for an offset path that pixel's offset from the pivot. */
+struct RunRec {
+    sint32 step;
+    sint32 x;
+    sint32 y;
 };
+
+/* The runs of a piece. The last entry only says where the last run ends. */
+struct RunsRec {
+    sint32 num;
+    RunRec run[kPieceSteps + 1];
+};
+
+template <class Path>
+inline void FindRuns(const RotatePieceRec& piece, RunsRec* runs)
+{
+    const Path path = {piece};
+    const sint32 x = Cut(path.X(0));
+    const sint32 y = Cut(path.Y(0));
+    const bool down = (piece.SinA < 0.0) == (Path::sign > 0); /* rows rise along the path */
+    const Real64 steps_a_row = 1.0 / (piece.SinA < 0.0 ? -piece.SinA : piece.SinA);
+    const Real64 steps_a_lag = 1.0 / (1.0 - piece.CosA);
+    const Real64 first_row = RoomToChange(path.Y(0), down) * steps_a_row + 1.0;
+    const Real64 first_lag = RoomToChange(path.X(0), Path::sign < 0) * steps_a_lag + 1.0;
+    Changes<RowOf<Path>> rows = {{path}, piece.num, true, first_row, steps_a_row, y, 0};
+    Changes<ColumnLagOf<Path>> lags = {{path}, piece.num, piece.steady, first_lag, steps_a_lag, x, 0};
+    rows.Find(1);
+    lags.Find(1);
+    runs->num = 0;
+    for (sint32 step = 0; step < piece.num;) {
+        runs->run[runs->num++] = {step, lags.now + Path::sign * step, rows.now};
+        step = rows.next < lags.next ? rows.next : lags.next;
+        if (step == piece.num) break;
+        rows.Pass(step);
+        lags.Pass(step);
+    }
+    runs->run[runs->num].step = piece.num;
+}
 
 /* ---- Tenths ---- */
 
@@ -187,6 +200,8 @@ struct TenthsRec {
     alignas(64) uint8 x[kPieceSteps + kSpare];
     alignas(64) uint8 y[kPieceSteps + kSpare];
 };
+
+constexpr TenthsRec kNoTenths = {};
 
 template <class V>
 inline typename V::Ints TenthsOf(typename V::Reals coordinate)
@@ -527,8 +542,10 @@ inline void DrawRunAt(const RotatePieceRec& piece, const TenthsRec& tenths, sint
 template <class V, sint32 Channels, class Blend, class Way>
 inline void DrawStream(const RotatePieceRec& piece, const TenthsRec& tenths)
 {
-    for (Runs<PointPath<Way>> run(piece); run.step < run.num; run.Next())
-        DrawRunAt<V, Channels, Blend, Way>(piece, tenths, run.step, run.end - run.step, run.X(), run.Y());
+    RunsRec runs;
+    FindRuns<PointPath<Way>>(piece, &runs);
+    for (const RunRec* run = runs.run; run != runs.run + runs.num; ++run)
+        DrawRunAt<V, Channels, Blend, Way>(piece, tenths, run->step, run[1].step - run->step, run->x, run->y);
 }
 
 template <class V, sint32 Channels, class Blend>
@@ -544,13 +561,14 @@ void RotatePiece(const RotatePieceRec& piece)
 template <class V, sint32 Channels>
 void RotatePieceNearby(const RotatePieceRec& piece)
 {
-    const TenthsRec* none = nullptr;
-    for (Runs<OffsetPath> run(piece); run.step < run.num; run.Next()) {
-        const sint32 num = run.end - run.step;
-        DrawRunAt<V, Channels, NearbyBlend, Forward>(piece, *none, run.step, num, piece.center.x + run.X(),
-                                                     piece.center.y + run.Y());
-        DrawRunAt<V, Channels, NearbyBlend, Mirrored>(piece, *none, run.step, num, piece.center.x - run.X(),
-                                                      piece.center.y - run.Y());
+    RunsRec runs;
+    FindRuns<OffsetPath>(piece, &runs);
+    for (const RunRec* run = runs.run; run != runs.run + runs.num; ++run) {
+        const sint32 num = run[1].step - run->step;
+        DrawRunAt<V, Channels, NearbyBlend, Forward>(piece, kNoTenths, run->step, num, piece.center.x + run->x,
+                                                     piece.center.y + run->y);
+        DrawRunAt<V, Channels, NearbyBlend, Mirrored>(piece, kNoTenths, run->step, num, piece.center.x - run->x,
+                                                      piece.center.y - run->y);
     }
 }
 
@@ -635,10 +653,12 @@ inline void RotateBits(const RotatePieceRec& piece)
     const sint32 row_size = (piece.width + 7) >> 3;
     BitWriter<Forward> forward = {piece.forward_line, row_size, piece.forward_col, 0, 0};
     BitWriter<Mirrored> mirrored = {piece.mirrored_line, row_size, piece.mirrored_col, 0, 0};
-    for (Runs<OffsetPath> run(piece); run.step < run.num; run.Next()) {
-        const sint32 num = run.end - run.step;
-        DrawBits<Forward>(piece, num, piece.center.x + run.X(), piece.center.y + run.Y(), &forward);
-        DrawBits<Mirrored>(piece, num, piece.center.x - run.X(), piece.center.y - run.Y(), &mirrored);
+    RunsRec runs;
+    FindRuns<OffsetPath>(piece, &runs);
+    for (const RunRec* run = runs.run; run != runs.run + runs.num; ++run) {
+        const sint32 num = run[1].step - run->step;
+        DrawBits<Forward>(piece, num, piece.center.x + run->x, piece.center.y + run->y, &forward);
+        DrawBits<Mirrored>(piece, num, piece.center.x - run->x, piece.center.y - run->y, &mirrored);
     }
     forward.Flush();
     mirrored.Flush();
