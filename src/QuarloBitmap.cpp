@@ -420,7 +420,7 @@ struct Walk {
         uint8* mirrored_line;
         Real64 across;
         Real64 down;
-        sint32 ahead; /* source rows that the forward stream moves by in kRowsAhead output rows */
+        sint32 ahead; /* source rows that the forward stream moves by in a few output rows, about */
     };
 
     /* NOLINTBEGIN(clang-analyzer-core.UndefinedBinaryOperatorResult): it does not see the tables filled */
@@ -487,15 +487,15 @@ struct Walk {
     {
         sint32 proved = 0;
         sint32 unproved = most + 1;
-        sint32 stride = 1;
-        while (proved + 1 < unproved) {
-            if (guess <= proved) guess = proved + 1;
-            if (guess >= unproved) guess = unproved - 1;
-            if (IsProved(pair, h, guess))
-                proved = guess, guess += stride;
-            else
-                unproved = guess, guess -= stride;
-            stride *= 2;
+        for (sint32 stride = 1; proved + 1 < unproved; stride = stride < most ? 2 * stride : most) {
+            if (guess <= proved || guess >= unproved) guess = proved + (unproved - proved) / 2;
+            if (IsProved(pair, h, guess)) {
+                proved = guess;
+                guess += stride < unproved - guess ? stride : 0;
+            } else {
+                unproved = guess;
+                guess -= stride;
+            }
         }
         return proved;
     }
@@ -570,7 +570,7 @@ struct Walk {
         const bool WidthFlag = bitmap.biWidth % 2 == 0;
         const bool HeightFlag = bitmap.biHeight % 2 == 0;
         const sint32 extra = DestCenter.x + 1; /* the step of the extra column */
-        const sint32 ahead = RealToInteger(tables.Cos[1] * kRowsAhead);
+        const sint32 ahead = tables.Cos[1] < 0.0 ? -kRowsAhead : kRowsAhead;
         sint32 proved[2] = {extra, extra};
         for (sint32 v = 0; v <= DestCenter.y; ++v) {
             uint8* line1 = bitmap.ScanLine[DestCenter.y + v];

@@ -236,12 +236,7 @@ struct Layout {
     static constexpr sint32 touched = (V::size + Channels - 1) / Channels; /* pixels that a vector reaches into */
 };
 
-/*
- * The step, counted from the vector's first, whose tenths belong to each byte of a vector. A look-up reaches 16 steps
- * only: where 64 bytes of whole pixels need more, the lane of 16 bytes that holds the last steps counts from kFarStep.
- */
-constexpr sint32 kFarStep = 8;
-
+/* The step, counted from the vector's first, whose tenths belong to each byte of a vector. */
 template <sint32 Size>
 struct SpreadTable {
     alignas(Size) uint8 entry[Size];
@@ -251,12 +246,8 @@ template <sint32 Size, sint32 Channels, bool IsMirrored>
 constexpr SpreadTable<Size> MakeSpreadTable()
 {
     SpreadTable<Size> table = {};
-    for (sint32 k = 0; k < Size; ++k) {
-        const sint32 step = k / Channels; /* as far from the end where the stream begins */
-        const sint32 byte = IsMirrored ? Size - 1 - k : k;
-        const bool far_lane = Size == 64 && Channels == 3 && k >= 48;
-        table.entry[byte] = static_cast<uint8>(far_lane ? step - kFarStep : step);
-    }
+    for (sint32 k = 0; k < Size; ++k) /* k bytes from the end where the stream begins */
+        table.entry[IsMirrored ? Size - 1 - k : k] = static_cast<uint8>(k / Channels);
     return table;
 }
 
