@@ -41,6 +41,9 @@ static constexpr sint32 kSpareSteps = 10; /* entries of an angle table beyond th
 static constexpr sint32 kPlainSteps = 8;  /* steps that are drawn without a kernel where little is proved */
 static constexpr sint32 kRowsAhead = 4; /* output rows after which the pixels that are prefetched will be wanted */
 
+static constexpr sint32 kDraftMargin = 64;       /* bytes on each side of a row that a kernel may write */
+static constexpr sint32 kStreamedSize = 8 << 20; /* bytes of an output that no cache is expected to keep */
+
 /* For what is done once a pixel: the walks call it from several places, which compilers take as a reason not to. */
 #if defined(__GNUC__)
 #define INLINED inline __attribute__((always_inline))
@@ -323,6 +326,32 @@ struct Cubic {
     }
 };
 
+/* ======== Output rows ======== */
+
+/*
+ * Two rows in which a kernel draws an output row and its mirror row, with room on both sides for what it writes beyond
+ * them. Finished rows go to the output from here, past the cache where the output is large.
+ */
+struct DraftRec {
+    uint8* memory; /* null where rows are drawn in place */
+    uint8* row;
+    uint8* mirror_row;
+    bool streams;
+};
+
+static const DraftRec null_draft = {nullptr, nullptr, nullptr, false};
+
+static sint32 Draft_New(DraftRec* draft, const BitmapRec& bitmap)
+{
+    const int64_t row_size = int64_t{bitmap.BytesPerLine} + kDraftMargin;
+    draft->memory = NewArray<uint8>(2 * row_size + kDraftMargin);
+    if (draft->memory == nullptr) return QL_OUT_OF_MEMORY;
+    draft->row = draft->memory + kDraftMargin;
+    draft->mirror_row = draft->row + row_size;
+    draft->streams = bitmap.bfSize >= kStreamedSize;
+    return QL_SUCCESS;
+}
+
 /* ======== The walk ======== */
 
 /* Multiples of the cosine and the sine of the angle. */
@@ -413,6 +442,7 @@ struct Walk {
     PointRec DestCenter;
     bool steady; /* source columns are sure to change by at most one a step */
     bool joined; /* the source's rows follow each other in one block */
+    DraftRec draft;
 
     /* Two streams from the centre column outwards, and what the tables' entries of the row add to their points. */
     struct Pair {
@@ -565,6 +595,15 @@ struct Walk {
         }
     }
 
+    void Finish(uint8* row, const uint8* line) const
+    {
+        const size_t size = static_cast<size_t>(bitmap.BytesPerLine);
+        if (draft.streams)
+            kernel->StreamRow(row, line, size);
+        else
+            std::memcpy(row, line, size);
+    }
+
     void DrawOutput()
     {
         const bool WidthFlag = bitmap.biWidth % 2 == 0;
@@ -573,15 +612,21 @@ struct Walk {
         const sint32 ahead = tables.Cos[1] < 0.0 ? -kRowsAhead : kRowsAhead;
         sint32 proved[2] = {extra, extra};
         for (sint32 v = 0; v <= DestCenter.y; ++v) {
-            uint8* line1 = bitmap.ScanLine[DestCenter.y + v];
-            uint8* line2 = bitmap.ScanLine[DestCenter.y - v];
+            uint8* row1 = bitmap.ScanLine[DestCenter.y + v];
+            uint8* row2 = bitmap.ScanLine[DestCenter.y - v];
+            uint8* line1 = draft.memory != nullptr ? draft.row : row1;
+            uint8* line2 = draft.memory == nullptr ? row2 : v > 0 ? draft.mirror_row : draft.row;
             const Pair first = {line1, line2, tables.Sin[v], tables.Cos[v], ahead};
             const Pair second = {line2, line1, -tables.Sin[v], -tables.Cos[v], -ahead};
             DrawPair(first, &proved[0]);
             DrawPair(second, &proved[1]);
-            if (!WidthFlag) continue;
-            DrawForward(first, extra);
-            DrawForward(second, extra);
+            if (WidthFlag) {
+                DrawForward(first, extra);
+                DrawForward(second, extra);
+            }
+            if (draft.memory == nullptr) continue;
+            Finish(row1, line1);
+            if (v > 0) Finish(row2, line2);
         }
 
         if (!HeightFlag) return;
@@ -611,17 +656,20 @@ static sint32 RotateSource(const Source& source, BitmapRec* dest, const RowSeckR
     typedef typename Sampler::Pixel Pixel;
     BitmapRec bitmap = null_bitmap;
     AngleTablesRec tables = null_angle_tables;
+    DraftRec draft = null_draft;
     sint32 error_code = Bitmap_New(&bitmap, biWidth, biHeight, Pixel::bits, 0);
     if (error_code != QL_SUCCESS) return error_code;
 
     const PointRec DestCenter = CenterOf(biWidth, biHeight);
     const sint32 farthest = DestCenter.x > DestCenter.y ? DestCenter.x : DestCenter.y;
+    const bool painted = kernel == nullptr || Pixel::bits == 1;
     error_code = AngleTables_New(&tables, angle, farthest + kSpareSteps);
+    if (error_code == QL_SUCCESS && !painted) error_code = Draft_New(&draft, bitmap);
     if (error_code != QL_SUCCESS) {
+        AngleTables_Done(&tables);
         Bitmap_Done(&bitmap);
         return error_code;
     }
-    const bool painted = kernel == nullptr || Pixel::bits == 1;
     if (painted) Pixel::Paint(bitmap, color);
     Walk<Sampler, Source> walk = {Sampler(PageRec{RowSeck, SourceCenter}),
                                   source,
@@ -631,8 +679,10 @@ static sint32 RotateSource(const Source& source, BitmapRec* dest, const RowSeckR
                                   kernel,
                                   DestCenter,
                                   IsSteady(tables, *source.bitmap, bitmap),
-                                  kernel != nullptr && AreRowsJoined(*source.bitmap)};
+                                  kernel != nullptr && AreRowsJoined(*source.bitmap),
+                                  draft};
     walk.DrawOutput();
+    std::free(draft.memory);
     AngleTables_Done(&tables);
     *dest = bitmap;
     return QL_SUCCESS;

@@ -227,6 +227,20 @@ TEST(RotateKernels, LongRowsAtEveryKindOfAngle)
     }
 }
 
+/* A page as scanners give them, whose output is too large for caches. */
+TEST(RotateKernels, WholePagesEqualThePlainOnes)
+{
+    for (sint32 bits : {1, 8, 24}) {
+        Random random(static_cast<uint32>(bits));
+        const Source source(random, 1900, 1700, bits);
+        Rotation r = {0.04, {950, 850}, 1801, 1600, bits == 8 ? 1 : 2, {}, null_row_seck, {9, 8, 7}};
+        for (sint32 y = 0; y < 1700; ++y) r.spans.push_back({40 + y / 25, 1790 + y / 25});
+        r.mask.top = 20;
+        r.mask.bottom = 1680;
+        EXPECT_TRUE(SameAtEveryLevel(source.rec, r, 0));
+    }
+}
+
 /* An image that fits a record only without its border is refused at every level. */
 TEST(RotateKernels, ImageThatCannotBeEnlargedIsRefusedAtEveryLevel)
 {

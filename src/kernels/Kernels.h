@@ -14,6 +14,8 @@
 #ifndef QUARLO_SRC_KERNELS_KERNELS_H
 #define QUARLO_SRC_KERNELS_KERNELS_H
 
+#include <cstddef>
+
 #include "StructTypes.h"
 
 /* Levels of instructions, each holding all before it. */
@@ -42,8 +44,8 @@ static constexpr sint32 kPieceSteps = 256;
  *
  * All points of the piece are proved to lie inside the page, and all pixels that a kernel reads for them inside the
  * source: the pixels that the interpolation asks for, and `overrun` columns more in the direction of the stream.
- * A kernel may write ahead of its pixels in the direction of the stream, as far as the output row goes, since those
- * are written after; and it may read seven entries more of both tables.
+ * A kernel may write up to 63 bytes ahead of its pixels in the direction of the stream: they are room around the row, or
+ * pixels that are written after. And it may read seven entries more of both tables.
  */
 struct RotatePieceRec {
     const BitmapRec* source;
@@ -60,14 +62,18 @@ struct RotatePieceRec {
     uint8* mirrored_line;
     sint32 forward_col;
     sint32 mirrored_col;
-    sint32 width; /* of the output */
+    sint32 width; /* of the output; at 1 bit no byte behind it may be touched */
     sint32 ahead; /* source rows by which the forward stream will have moved in a few rows' time; for prefetching */
 };
 
-/* At 1 bit the output must be painted before, and only clear pixels are written; both images must be 64 wide. */
+/*
+ * At 1 bit the output must be painted before, and only clear pixels are written, none ahead; both images must be 64
+ * pixels wide. StreamRow copies a finished row to memory past the cache.
+ */
 struct RotateKernelRec {
     void (*RotatePiece)(const RotatePieceRec& piece);
     sint32 overrun;
+    void (*StreamRow)(uint8* to, const uint8* from, size_t size);
 };
 
 struct RotateKernelsRec {

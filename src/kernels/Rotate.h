@@ -8,8 +8,7 @@
  * straight from their source rows, blended and stored.
  *
  * A vector that reaches beyond its run carries pixels of no meaning. They are stored as well: streams run outwards and
- * so does the excess, onto pixels which the next run or piece will write. Only at the end of an output row are the
- * pixels stored one by one. Runs of the mirrored stream go to the left, in source and output alike; there a vector
+ * so does the excess, onto pixels which the next run or piece will write, or off the row. Runs of the mirrored stream go to the left, in source and output alike; there a vector
  * ends where a forward one would begin.
  *
  * Why it is exact. Points and tenths come from the operations of the plain code in the same order, on doubles, without
@@ -469,30 +468,16 @@ struct CubicBlend {
 
 /* ---- DrawRun ---- */
 
-/* Stores the first `num` pixels of a vector, in the direction of the stream, byte by byte. */
-template <class V, sint32 Channels, class Way>
-inline void StoreSome(uint8* to, typename V::Bytes pixels, sint32 num)
-{
-    alignas(64) uint8 spare[V::size];
-    const ptrdiff_t skipped = Way::mirrored ? V::size - num * Channels : 0;
-    V::Store(spare, pixels);
-    std::memcpy(to + skipped, spare + skipped, static_cast<size_t>(num) * Channels);
-}
-
-/* Draws a run of num pixels whose first stands at near.row and goes to `to`; room says how far the output row goes. */
+/* Draws a run of num pixels whose first stands at near.row and goes to `to`. */
 template <class V, sint32 Channels, class Blend, class Way>
-inline void DrawRun(const NeighboursRec& near, const uint8* xt, const uint8* yt, sint32 num, uint8* to, sint32 room)
+inline void DrawRun(const NeighboursRec& near, const uint8* xt, const uint8* yt, sint32 num, uint8* to)
 {
     typedef Layout<V, Channels> Place;
     for (sint32 k = 0; k < num; k += Place::pixels) {
         const ptrdiff_t offset = Way::mirrored
                                      ? -static_cast<ptrdiff_t>((k + Place::pixels - 1) * Channels + Place::slack)
                                      : static_cast<ptrdiff_t>(k * Channels);
-        const typename V::Bytes pixels = Blend::template Mix<V, Channels, Way>(near, offset, xt + k, yt + k);
-        if (room - k >= Place::touched)
-            V::Store(to + offset, pixels);
-        else
-            StoreSome<V, Channels, Way>(to + offset, pixels, num - k < Place::pixels ? num - k : Place::pixels);
+        V::Store(to + offset, Blend::template Mix<V, Channels, Way>(near, offset, xt + k, yt + k));
     }
 }
 
@@ -526,8 +511,7 @@ inline void DrawRunAt(const RotatePieceRec& piece, const TenthsRec& tenths, sint
     uint8* line = Way::mirrored ? piece.mirrored_line : piece.forward_line;
     const sint32 col = (Way::mirrored ? piece.mirrored_col : piece.forward_col) + Way::sign * step;
     DrawRun<V, Channels, Blend, Way>(near, tenths.x + step, tenths.y + step, num,
-                                     line + static_cast<ptrdiff_t>(col) * Channels,
-                                     Way::mirrored ? col + 1 : piece.width - col);
+                                     line + static_cast<ptrdiff_t>(col) * Channels);
 }
 
 template <class V, sint32 Channels, class Blend, class Way>
@@ -657,18 +641,39 @@ inline void RotateBits(const RotatePieceRec& piece)
 
 /* ---- The kernels of a vocabulary ---- */
 
+/* Copies whole lines of the cache by stores that do not read them in first. */
+inline void StreamRow(uint8* to, const uint8* from, size_t size)
+{
+    const size_t to_line = (64 - (reinterpret_cast<uintptr_t>(to) & 63)) & 63;
+    const size_t head = to_line < size ? to_line : size;
+    std::memcpy(to, from, head);
+    size_t at = head;
+    for (; at + 64 <= size; at += 64)
+        for (size_t k = at; k < at + 64; k += 16)
+            _mm_stream_si128(reinterpret_cast<__m128i*>(to + k),
+                             _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + k)));
+    std::memcpy(to + at, from + at, size - at);
+    _mm_sfence();
+}
+
 template <class V, sint32 Channels, class Blend>
 constexpr RotateKernelRec RotateKernel()
 {
-    return {RotatePiece<V, Channels, Blend>, Layout<V, Channels>::touched - 1};
+    return {RotatePiece<V, Channels, Blend>, Layout<V, Channels>::touched - 1, StreamRow};
+}
+
+template <class V, sint32 Channels>
+constexpr RotateKernelRec NearbyKernel()
+{
+    return {RotatePieceNearby<V, Channels>, Layout<V, Channels>::touched - 1, StreamRow};
 }
 
 template <class V>
 constexpr RotateKernelsRec RotateKernels()
 {
-    return {{RotateBits, 0},
-            {RotatePieceNearby<V, 1>, Layout<V, 1>::touched - 1},
-            {RotatePieceNearby<V, 3>, Layout<V, 3>::touched - 1},
+    return {{RotateBits, 0, nullptr},
+            NearbyKernel<V, 1>(),
+            NearbyKernel<V, 3>(),
             RotateKernel<V, 1, BilinearBlend>(),
             RotateKernel<V, 3, BilinearBlend>(),
             RotateKernel<V, 1, CubicBlend>(),
