@@ -15,13 +15,16 @@
  * if that lies inside the page's spans. All products come from two tables built by repeated addition, and each pair of
  * table sums serves a pixel and the one mirrored at the centre. One walk serves all seven functions:
  *
- *   WalkOutput          the order of the output pixels; it is part of the result, since the centre row and column are
+ *   Walk                the order of the output pixels; it is part of the result, since the centre row and column are
  *                       written more than once and since a mirrored pixel may reuse what its forward pixel computed
  *   Nearby, Tenths      samplers: what one pixel gets from its pair of table sums
  *   Bilinear, Cubic     how Tenths blends neighbours with weights in tenths
  *   Pixel1, 8, 24       pixel formats
  *
- * The source's border of 8 pixels lets a sampler read neighbours without a test.
+ * The source's border of 8 pixels lets a sampler read neighbours without a test. Where the processor has vector
+ * instructions there is no enlarged copy: the walk proves long stretches of a row to lie inside the page, and these a
+ * kernel draws straight from the source; the few pixels left are sampled with their coordinates clamped to the source,
+ * which is what the border repeats. Kernels are in kernels/Rotate.h.
  */
 #include "QuarloBitmap.h"
 
@@ -39,7 +42,7 @@
 static constexpr sint32 kFrame = 8;       /* pixels of border on each side of the enlarged source */
 static constexpr sint32 kSpareSteps = 10; /* entries of an angle table beyond the farthest output pixel */
 static constexpr sint32 kPlainSteps = 8;  /* steps that are drawn without a kernel where little is proved */
-static constexpr sint32 kRowsAhead = 4; /* output rows after which the pixels that are prefetched will be wanted */
+static constexpr sint32 kRowsAhead = 4;   /* output rows after which the pixels that are prefetched will be wanted */
 
 static constexpr sint32 kDraftMargin = 64;       /* bytes on each side of a row that a kernel may write */
 static constexpr sint32 kStreamedSize = 8 << 20; /* bytes of an output that no cache is expected to keep */
