@@ -112,7 +112,11 @@ class Dots24
 public:
     static constexpr sint32 bits = 24;
 
-    explicit Dots24(const DotSetRec& dots) : rows(dots.levels), gray_rows(dots.grays) {}
+    explicit Dots24(const DotSetRec& dots)
+        : rows(dots.levels), gray_rows(dots.grays),
+          grays_agree(std::memcmp(&dots.levels, &dots.grays, sizeof dots.grays) == 0)
+    {
+    }
 
     uint64_t Mask(const uint8* line, sint32 col) const
     {
@@ -131,6 +135,7 @@ private:
         const Bytes first_differences = V::Differences(first);
         const Bytes last_differences = V::Differences(last);
         const Bytes levels = V::Pack(Levels(first, first_differences), Levels(last, last_differences));
+        if (grays_agree) return MaskOf<V>(rows.RowOf(levels), levels);
         const Bytes differences = V::PackSigned(first_differences, last_differences);
         return MaskOf<V>(V::IfZero(differences, gray_rows.RowOf(levels), rows.RowOf(levels)), levels);
     }
@@ -148,6 +153,7 @@ private:
 
     LevelRows<V> rows;
     LevelRows<V> gray_rows;
+    bool grays_agree; /* mostly both sets are the same */
 };
 
 /* Eight dots a byte: the bits are there already, in another order. */
