@@ -85,25 +85,21 @@ static uint8 CheckRead(QL_Bitmap p_bitmap, sint32 row, sint32 col, sint32 biBitC
     return DotValue == nullptr ? QL_BAD_ARGUMENT : QL_SUCCESS;
 }
 
-/* The grey of a dot that is known to lie in the row. */
+/* The greys of dots that are known to lie in the row. */
 
 static uint8 BWDot(const uint8* line, sint32 col) { return Pixel1::IsSet(line, col) ? 255 : 0; }
 static uint8 GrayDot(const uint8* line, sint32 col) { return line[col]; }
 
 /*
  * The red weight is applied to the green byte and the red byte is never read: thresholds and border positions depend
- * on it. The conversion between depths weighs colour by another rule; do not share the two. The weights sum to 255 << 10
- * at most.
+ * on it. The conversion between depths weighs colour by another rule; do not share the two. The weights sum to at most
+ * 255 << 10.
  */
-static sint32 ColorLevel(const uint8* p)
-{
-    const sint32 sum = RedToGrayTable[p[1]] + GreenToGrayTable[p[1]] + BlueToGrayTable[p[0]];
-    return sum >> 10;
-}
-
 static uint8 ColorDot(const uint8* line, sint32 col)
 {
-    return static_cast<uint8>(GrayChangeTable[ColorLevel(Pixel24::At(line, col))]);
+    const uint8* p = Pixel24::At(line, col);
+    const sint32 sum = RedToGrayTable[p[1]] + GreenToGrayTable[p[1]] + BlueToGrayTable[p[0]];
+    return static_cast<uint8>(GrayChangeTable[sum >> 10]);
 }
 
 static uint8 GetBWBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, uint8* DotValue)
@@ -522,8 +518,9 @@ static sint32 TraceRays(const DotProbeRec& probe, const ScanPlanRec& plan, Trace
     return QL_SUCCESS;
 }
 
-/* ---- The same with kernels, which scan up to kScanLines lines at a time before their hits are chained ---- */
+/* ---- The same with kernels: lines are scanned up to kScanLines at a time, then their hits are chained ---- */
 
+/* A row whose first ray meets nothing holds nothing for the second; columns likewise. */
 static sint32 TraceRows(const DotProbeRec& probe, const DotScansRec& scans, const RectangleRec& area,
                         const DotSetRec& dots, TraceRec* first, TraceRec* second)
 {
@@ -543,7 +540,7 @@ static sint32 TraceRows(const DotProbeRec& probe, const DotScansRec& scans, cons
     return QL_SUCCESS;
 }
 
-/* A last block of few columns is widened to the right: a whole one is faster, and its other hits are chained already. */
+/* A last block of few columns is widened to the right: whole ones are faster. The hits there are chained already. */
 static sint32 TraceColumns(const DotProbeRec& probe, const DotScansRec& scans, const RectangleRec& area,
                            const DotSetRec& dots, TraceRec* first, TraceRec* second)
 {
@@ -572,8 +569,8 @@ static bool IsInside(const BitmapRec& bitmap, const RectangleRec& area)
 }
 
 /*
- * Traces two opposite sides. The kernels read ahead of the chaining, so they take only what no read can fail in; an area
- * that leaves the image goes ray by ray up to the dot that fails.
+ * Traces two opposite sides. Kernels read ahead of the chaining, so they take only areas where no read can fail; one
+ * that leaves the image goes ray by ray, up to the dot that fails.
  */
 static sint32 TraceSides(Sides sides, const DotProbeRec& probe, const RectangleRec& area, TraceRec* first,
                          TraceRec* second)

@@ -3,29 +3,30 @@
  *
  * Everything is built from one question: which of 64 neighbouring dots of a row count, as the bits of a mask, bit 0
  * for the leftmost. A ray along a row asks for block after block and takes the lowest or the highest bit of the first
- * mask that has one. The rays of 64 columns go together: row after row, the mask tells which of the columns still under
- * way have their hit here. That is the order in which the rows lie in memory, and it touches each cache line once, where
- * a single column touches one per dot.
+ * mask that has one. The rays of 64 columns go together: row after row, the mask tells which of the columns still
+ * under way have their hit here. That is the order in which the rows lie in memory, and each cache line is touched
+ * once, where the rays of single columns touch it once for every dot in it.
  *
- * Dots8, Dots24 and Dots1 answer the question for a depth. None decides by a threshold: the caller has judged each of the
- * 256 levels once, with the tone curve and its dips near black, and two lookups find a level's judgement: the lower four
- * bits of the level choose a byte in the set's rows, the upper four a bit in that byte. So there is one method for dark
- * and light grounds and all thresholds, and it is exact because the set is.
+ * Dots8, Dots24 and Dots1 answer the question for a depth. None compares with a threshold: the caller has judged each
+ * of the 256 levels once, with the tone curve and its dips near black, and lookups find a level's judgement. Its lower
+ * four bits choose a byte in the set's rows, its upper four a bit in that byte. So one method serves dark and light
+ * grounds and all thresholds, and it is exact because the set is.
  *
  * At 24 bits the level is
  *
  *   (RedToGrayTable[green] + GreenToGrayTable[green] + BlueToGrayTable[blue]) >> 10
  *
- * without the tables. Their entries are 306.176, 601.088 and 116.736 times the byte, rounded; the factors sum to 1024. So
- * the sum is 1024 green + 116.736 (blue - green), give or take 1.5 for three roundings, and the level is
+ * without the tables. Their entries are 306.176, 601.088 and 116.736 times the byte, rounded; the factors sum to 1024.
+ * So the sum is 1024 green + 116.736 (blue - green), give or take 1.5 for three roundings, and where blue differs from
+ * green the level is
  *
- *   green + floor(0.114 (blue - green))  =  green + (7471 (blue - green) >> 16)      where blue differs from green.
+ *   green + floor(0.114 (blue - green))  =  green + (7471 (blue - green) >> 16)
  *
- * No rounding can carry that over a whole number: 114 times a difference of 1 to 255 is never closer than 2 to a multiple
- * of 1000 (193 * 114 = 22002), which is 2.048 on the scale of the sum; roundings and the cut of the factor to 7471 / 65536
- * (0.41 at most) move it by less than 1.92. Where blue equals green, the exact value is the whole number itself and the
- * roundings decide: some grey dots have the level below. The formula gives green for all of them, and the caller has
- * judged them in a set of their own.
+ * No rounding carries that over a whole number: 114 times a difference of 1 to 255 is never closer than 2 to a
+ * multiple of 1000 (193 * 114 = 22002), which is 2.048 on the scale of the sum; the roundings and the cut of the
+ * factor to 7471 / 65536 (0.41 at most) together move it by less than 1.92. Where blue equals green, the exact value
+ * is the whole number itself and the roundings decide: a few greys have the level below. The formula gives green for
+ * all of them, and the caller has judged them in a set of their own.
  *
  * Nothing outside the dots that are asked for is read: the last block of a row is moved back to end with the row, over
  * dots that have been seen already, and fewer than 64 dots are copied to where a whole block may be read.
@@ -127,7 +128,7 @@ public:
     }
 
 private:
-    /* Every 16 bytes of a vector hold 16 neighbouring dots: the first eight come from 24 bytes, the others from 24 more. */
+    /* Every 16 bytes of a vector take 16 neighbouring dots: the first eight from 24 bytes, the others from 24 more. */
     uint64_t MaskOfVector(const uint8* from) const
     {
         const Bytes first = Pairs(from);
