@@ -35,6 +35,7 @@
 #include "FrameRecords.h"
 #include "Numbers.h"
 #include "Pixels.h"
+#include "kernels/Kernels.h"
 
 /* Degrees and radians are converted with this value, not with full-precision pi: results depend on it. */
 static constexpr Real64 kPi = 3.1415926;
@@ -84,11 +85,28 @@ static uint8 CheckRead(QL_Bitmap p_bitmap, sint32 row, sint32 col, sint32 biBitC
     return DotValue == nullptr ? QL_BAD_ARGUMENT : QL_SUCCESS;
 }
 
+/* The greys of dots that are known to lie in the row. */
+
+static uint8 BWDot(const uint8* line, sint32 col) { return Pixel1::IsSet(line, col) ? 255 : 0; }
+static uint8 GrayDot(const uint8* line, sint32 col) { return line[col]; }
+
+/*
+ * The red weight is applied to the green byte and the red byte is never read: thresholds and border positions depend
+ * on it. The conversion between depths weighs colour by another rule; do not share the two. The weights sum to at most
+ * 255 << 10.
+ */
+static uint8 ColorDot(const uint8* line, sint32 col)
+{
+    const uint8* p = Pixel24::At(line, col);
+    const sint32 sum = RedToGrayTable[p[1]] + GreenToGrayTable[p[1]] + BlueToGrayTable[p[0]];
+    return static_cast<uint8>(GrayChangeTable[sum >> 10]);
+}
+
 static uint8 GetBWBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, uint8* DotValue)
 {
     const uint8 error_code = CheckRead(p_bitmap, row, col, 1, DotValue);
     if (error_code != QL_SUCCESS) return error_code;
-    *DotValue = Pixel1::IsSet(p_bitmap->ScanLine[row], col) ? 255 : 0;
+    *DotValue = BWDot(p_bitmap->ScanLine[row], col);
     return QL_SUCCESS;
 }
 
@@ -96,21 +114,15 @@ static uint8 GetGrayBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, uint8*
 {
     const uint8 error_code = CheckRead(p_bitmap, row, col, 8, DotValue);
     if (error_code != QL_SUCCESS) return error_code;
-    *DotValue = p_bitmap->ScanLine[row][col];
+    *DotValue = GrayDot(p_bitmap->ScanLine[row], col);
     return QL_SUCCESS;
 }
 
-/*
- * The red weight is applied to the green byte and the red byte is never read: thresholds and border positions depend
- * on it. The conversion between depths weighs colour by another rule; do not share the two.
- */
 static uint8 GetColorBitmapDot(QL_Bitmap p_bitmap, sint32 row, sint32 col, uint8* DotValue)
 {
     const uint8 error_code = CheckRead(p_bitmap, row, col, 24, DotValue);
     if (error_code != QL_SUCCESS) return error_code;
-    const uint8* p = Pixel24::At(p_bitmap->ScanLine[row], col);
-    const sint32 sum = RedToGrayTable[p[1]] + GreenToGrayTable[p[1]] + BlueToGrayTable[p[0]];
-    *DotValue = static_cast<uint8>(GrayChangeTable[sum >> 10]); /* the weights sum to 255 << 10 at most */
+    *DotValue = ColorDot(p_bitmap->ScanLine[row], col);
     return QL_SUCCESS;
 }
 
@@ -170,27 +182,71 @@ static DecideDividingDotFun DeciderOf(sint32 GroundColor)
     return GroundColor == 255 ? DecideDividingDotWhiteGround : nullptr;
 }
 
+/* The sum over the two outermost dots at either end of every row. */
+template <uint8 (*Dot)(const uint8* line, sint32 col)>
+static int64_t SumEnds(const BitmapRec& bitmap)
+{
+    const sint32 last = bitmap.biWidth - 1;
+    int64_t sum = 0;
+    for (sint32 row = 0; row < bitmap.biHeight; ++row) {
+        const uint8* line = bitmap.ScanLine[row];
+        sum += Dot(line, 0) + Dot(line, 1) + Dot(line, last - 1) + Dot(line, last);
+    }
+    return sum;
+}
+
+static int64_t SumEndsOf(const BitmapRec& bitmap)
+{
+    if (bitmap.biBitCount == 1) return SumEnds<BWDot>(bitmap);
+    return bitmap.biBitCount == 8 ? SumEnds<GrayDot>(bitmap) : SumEnds<ColorDot>(bitmap);
+}
+
 sint32 CalculateDividingPoint(BitmapRec* p_bitmap, uint8* DividingValue)
 {
     if (p_bitmap == nullptr || DividingValue == nullptr) return QL_BAD_ARGUMENT;
-    /* In an image one pixel wide the second column lies outside, and the reader refuses it. */
-    const sint32 ColPos[4] = {0, 1, WrapSubtract(p_bitmap->biWidth, 2), WrapSubtract(p_bitmap->biWidth, 1)};
     const sint32 error_code = Bitmap_Check(p_bitmap);
     if (error_code != QL_SUCCESS) return error_code;
+    if (p_bitmap->biWidth < 2) return QL_BAD_ARGUMENT; /* it has no second column */
 
-    const GetDotColorFun GetDot = ReaderOf(*p_bitmap);
-    int64_t sum = 0;
-    for (sint32 row = 0; row < p_bitmap->biHeight; ++row) {
-        for (const sint32 col : ColPos) {
-            uint8 GrayValue = 0;
-            const uint8 read_code = GetDot(p_bitmap, row, col, &GrayValue);
-            if (read_code != QL_SUCCESS) return read_code;
-            sum += GrayValue;
-        }
-    }
     const Real64 samples = static_cast<Real64>(int64_t{p_bitmap->biHeight} * 4);
-    *DividingValue = static_cast<uint8>(RoundReal(static_cast<Real64>(sum) / samples));
+    *DividingValue = static_cast<uint8>(RoundReal(static_cast<Real64>(SumEndsOf(*p_bitmap)) / samples));
     return QL_SUCCESS;
+}
+
+/* ---- Kernels in place of readers and deciders ---- */
+
+/* The kernels for a bitmap's depth, null if there are none at this level. */
+static const DotScansRec* DotScansOf(const BitmapRec& bitmap)
+{
+    const KernelsRec* kernels = KernelsOf(ChosenLevel());
+    if (kernels == nullptr) return nullptr;
+    const ScanKernelsRec& scan = kernels->scan;
+    const DotScansRec* scans = bitmap.biBitCount == 1   ? &scan.Scan1
+                               : bitmap.biBitCount == 8 ? &scan.Scan8
+                                                        : &scan.Scan24;
+    return scans->HasMoreDots != nullptr ? scans : nullptr;
+}
+
+static void AddLevel(LevelSetRec* set, sint32 level)
+{
+    uint8* row = &set->rows[level >> 7][level & 15];
+    *row = static_cast<uint8>(*row | 1 << ((level >> 4) & 7));
+}
+
+/* Asks a decider about every level of a bitmap's dots. */
+static DotSetRec DotSetOf(const BitmapRec& bitmap, DecideDividingDotFun IsPageDot, sint32 Dividing_min,
+                          sint32 Dividing_max)
+{
+    const bool color = bitmap.biBitCount == 24;
+    DotSetRec dots = {};
+    for (sint32 level = 0; level < 256; ++level) {
+        const uint8 byte = static_cast<uint8>(level);
+        const uint8 gray[3] = {byte, byte, byte};
+        const uint8 dot = color ? static_cast<uint8>(GrayChangeTable[level]) : byte;
+        if (IsPageDot(Dividing_min, Dividing_max, dot)) AddLevel(&dots.levels, level);
+        if (color && IsPageDot(Dividing_min, Dividing_max, ColorDot(gray, 0))) AddLevel(&dots.grays, level);
+    }
+    return dots;
 }
 
 /* ======== Range ======== */
@@ -209,9 +265,24 @@ static sint32 DecideRow(QL_Bitmap p_bitmap, GetDotColorFun GetDot, sint32 row, u
     return QL_SUCCESS;
 }
 
+/* The search of FindRow with kernels; it cannot fail, since every row that it asks for is in the image. */
+static sint32 FindRowFast(const BitmapRec& bitmap, const DotScansRec& scans, sint32 from, sint32 end, sint32 step,
+                          uint8 Dividing_min)
+{
+    const DotSetRec dots = DotSetOf(bitmap, DecideDividingDotBlackGround, Dividing_min, 0);
+    sint32 row = from;
+    while (row != end && !scans.HasMoreDots(bitmap.ScanLine[row], bitmap.biWidth, kRowPoints, dots)) row += step;
+    return row;
+}
+
 /* The first row from `from` on, in steps of `step` and before `end`, that qualifies; `end` itself if none does. */
 static sint32 FindRow(QL_Bitmap p_bitmap, sint32 from, sint32 end, sint32 step, uint8 Dividing_min, sint32* found)
 {
+    const DotScansRec* scans = DotScansOf(*p_bitmap);
+    if (scans != nullptr) {
+        *found = FindRowFast(*p_bitmap, *scans, from, end, step, Dividing_min);
+        return QL_SUCCESS;
+    }
     const GetDotColorFun GetDot = ReaderOf(*p_bitmap);
     for (*found = from; *found != end; *found += step) {
         bool qualifies = false;
@@ -314,6 +385,13 @@ struct TraceRec {
     BorderLineRec open;
 };
 
+/* Divides in 32 bits where that will do: on 32-bit machines it is much faster. */
+static sint32 Quotient(int64_t sum, sint32 num)
+{
+    const bool fits = sum >= 0 && sum <= INT32_MAX;
+    return fits ? static_cast<sint32>(sum) / num : static_cast<sint32>(sum / num);
+}
+
 /*
  * The mean of a segment that ends the point list. Summed anew in 64 bits: the running sums of an image more than
  * 350 million pixels wide wrap.
@@ -326,7 +404,7 @@ static PointRec MeanPoint(const PointSetRec& set, sint32 num)
         SumX += p->x;
         SumY += p->y;
     }
-    return {static_cast<sint32>(SumX / num), static_cast<sint32>(SumY / num)};
+    return {Quotient(SumX, num), Quotient(SumY, num)};
 }
 
 /* Stores the open segment with its mean point, or drops it and its points when it is too short. */
@@ -386,6 +464,22 @@ struct ScanPlanRec {
     int64_t line_num;
 };
 
+/* Which two opposite sides a marking call scans. */
+enum class Sides { LeftRight, TopBottom };
+
+/* The number of whole coordinates from `low` to `high`, 0 if there are none. */
+static int64_t CountBetween(sint32 low, sint32 high) { return low <= high ? int64_t{high} - low + 1 : 0; }
+
+static ScanPlanRec PlanScan(Sides sides, const RectangleRec& area)
+{
+    const int64_t width = CountBetween(area.left, area.right);
+    const int64_t height = CountBetween(area.top, area.bottom);
+    if (sides == Sides::LeftRight) /* rows from the top down */
+        return {{area.left, area.top}, {area.right, area.top}, {1, 0}, {0, 1}, width, height};
+    /* columns from right to left */
+    return {{area.right, area.top}, {area.right, area.bottom}, {0, 1}, {-1, 0}, height, width};
+}
+
 /* What a scan asks of a dot. */
 struct DotProbeRec {
     QL_Bitmap p_bitmap;
@@ -408,7 +502,7 @@ static sint32 ScanRay(const DotProbeRec& probe, PointRec at, PointRec step, int6
     return QL_SUCCESS;
 }
 
-static sint32 TraceSides(const DotProbeRec& probe, const ScanPlanRec& plan, TraceRec* first, TraceRec* second)
+static sint32 TraceRays(const DotProbeRec& probe, const ScanPlanRec& plan, TraceRec* first, TraceRec* second)
 {
     const PointRec back = {-plan.ray.x, -plan.ray.y};
     PointRec first_at = plan.first_start;
@@ -421,7 +515,76 @@ static sint32 TraceSides(const DotProbeRec& probe, const ScanPlanRec& plan, Trac
         first_at = {first_at.x + plan.advance.x, first_at.y + plan.advance.y};
         second_at = {second_at.x + plan.advance.x, second_at.y + plan.advance.y};
     }
-    const sint32 error_code = CloseSegment(first);
+    return QL_SUCCESS;
+}
+
+/* ---- The same with kernels: lines are scanned up to kScanLines at a time, then their hits are chained ---- */
+
+/* A row whose first ray meets nothing holds nothing for the second; columns likewise. */
+static sint32 TraceRows(const DotProbeRec& probe, const DotScansRec& scans, const RectangleRec& area,
+                        const DotSetRec& dots, TraceRec* first, TraceRec* second)
+{
+    HitsRec hits;
+    sint32 bottom = 0;
+    for (sint32 top = area.top; top <= area.bottom; top = bottom + 1) {
+        bottom = area.bottom - top < kScanLines ? area.bottom : top + kScanLines - 1;
+        scans.ScanRows(probe.p_bitmap->ScanLine, {area.left, area.right, top, bottom}, dots, &hits);
+        for (sint32 row = top; row <= bottom; ++row) {
+            const sint32 left = hits.first[row - top];
+            if (left == kNoHit) continue;
+            sint32 error_code = ChainHit(first, {left, row});
+            if (error_code == QL_SUCCESS) error_code = ChainHit(second, {hits.second[row - top], row});
+            if (error_code != QL_SUCCESS) return error_code;
+        }
+    }
+    return QL_SUCCESS;
+}
+
+/* A last block of few columns is widened to the right: whole ones are faster. The hits there are chained already. */
+static sint32 TraceColumns(const DotProbeRec& probe, const DotScansRec& scans, const RectangleRec& area,
+                           const DotSetRec& dots, TraceRec* first, TraceRec* second)
+{
+    HitsRec hits;
+    sint32 left = 0;
+    for (sint32 right = area.right; right >= area.left; right = left - 1) {
+        left = right - area.left < kScanLines ? area.left : right - kScanLines + 1;
+        const sint32 block_right = area.right - left < kScanLines ? area.right : left + kScanLines - 1;
+        scans.ScanColumns(probe.p_bitmap->ScanLine, {left, block_right, area.top, area.bottom}, dots, &hits);
+        for (sint32 col = right; col >= left; --col) {
+            const sint32 top = hits.first[col - left];
+            if (top == kNoHit) continue;
+            sint32 error_code = ChainHit(first, {col, top});
+            if (error_code == QL_SUCCESS) error_code = ChainHit(second, {col, hits.second[col - left]});
+            if (error_code != QL_SUCCESS) return error_code;
+        }
+    }
+    return QL_SUCCESS;
+}
+
+/* Whether an area holds dots, and all of them are the image's. */
+static bool IsInside(const BitmapRec& bitmap, const RectangleRec& area)
+{
+    return area.left >= 0 && area.left <= area.right && area.right < bitmap.biWidth && area.top >= 0 &&
+           area.top <= area.bottom && area.bottom < bitmap.biHeight;
+}
+
+/*
+ * Traces two opposite sides. Kernels read ahead of the chaining, so they take only areas where no read can fail; one
+ * that leaves the image goes ray by ray, up to the dot that fails.
+ */
+static sint32 TraceSides(Sides sides, const DotProbeRec& probe, const RectangleRec& area, TraceRec* first,
+                         TraceRec* second)
+{
+    const DotScansRec* scans = DotScansOf(*probe.p_bitmap);
+    sint32 error_code = QL_SUCCESS;
+    if (scans != nullptr && IsInside(*probe.p_bitmap, area)) {
+        const DotSetRec dots = DotSetOf(*probe.p_bitmap, probe.IsPageDot, probe.Dividing_min, probe.Dividing_max);
+        error_code =
+            (sides == Sides::LeftRight ? TraceRows : TraceColumns)(probe, *scans, area, dots, first, second);
+    } else {
+        error_code = TraceRays(probe, PlanScan(sides, area), first, second);
+    }
+    if (error_code == QL_SUCCESS) error_code = CloseSegment(first);
     return error_code != QL_SUCCESS ? error_code : CloseSegment(second);
 }
 
@@ -482,11 +645,14 @@ static bool HasSegments(const ImageBorderPointRec& side)
 }
 
 /* Traces two opposite sides and finds their extreme points. On failure the sides may hold memory to release. */
-static sint32 MarkSides(const DotProbeRec& probe, const ScanPlanRec& plan, const ExtremeRuleRec& first_rule,
-                        const ExtremeRuleRec& second_rule, sint32 size, TraceRec* first, TraceRec* second,
-                        ImageRangeRectangleRec* image_range, SegmentIndexRec* segment_index)
+static sint32 MarkSides(Sides sides, const DotProbeRec& probe, const RectangleRec& area, TraceRec* first,
+                        TraceRec* second, ImageRangeRectangleRec* image_range, SegmentIndexRec* segment_index)
 {
-    const sint32 error_code = TraceSides(probe, plan, first, second);
+    const bool rows = sides == Sides::LeftRight;
+    const ExtremeRuleRec& first_rule = rows ? kLeftRule : kTopRule;
+    const ExtremeRuleRec& second_rule = rows ? kRightRule : kBottomRule;
+    const sint32 size = rows ? probe.p_bitmap->biWidth : probe.p_bitmap->biHeight;
+    const sint32 error_code = TraceSides(sides, probe, area, first, second);
     if (error_code != QL_SUCCESS) return error_code;
     if (!HasSegments(first->side) || !HasSegments(second->side)) return QL_NO_PAGE;
 
@@ -497,27 +663,6 @@ static sint32 MarkSides(const DotProbeRec& probe, const ScanPlanRec& plan, const
     const bool ordered =
         (image_range->*first_rule.extreme).*first_rule.axis < (image_range->*second_rule.extreme).*second_rule.axis;
     return ordered ? QL_SUCCESS : QL_NO_PAGE;
-}
-
-/* Which two opposite sides a marking call scans. */
-enum class Sides { LeftRight, TopBottom };
-
-/* The number of whole coordinates from `low` to `high`, 0 if there are none. */
-static int64_t CountBetween(sint32 low, sint32 high) { return low <= high ? int64_t{high} - low + 1 : 0; }
-
-static ScanPlanRec PlanScan(Sides sides, const RectangleRec& range, const ImageRangeRectangleRec& image_range)
-{
-    if (sides == Sides::LeftRight) /* rows from the top down */
-        return {{range.left, range.top},
-                {range.right, range.top},
-                {1, 0},
-                {0, 1},
-                CountBetween(range.left, range.right),
-                CountBetween(range.top, range.bottom)};
-    const sint32 left = image_range.left.x;
-    const sint32 right = image_range.right.x; /* columns from right to left */
-    return {{right, range.top},       {right, range.bottom}, {0, 1}, {-1, 0}, CountBetween(range.top, range.bottom),
-            CountBetween(left, right)};
 }
 
 static sint32 MarkBorder(Sides sides, QL_Bitmap p_bitmap, const RectangleRec* fore_image_range,
@@ -535,10 +680,12 @@ static sint32 MarkBorder(Sides sides, QL_Bitmap p_bitmap, const RectangleRec* fo
                                ground.Dividing_max};
     if (probe.IsPageDot == nullptr) return QL_BAD_ARGUMENT;
 
-    const bool rows = sides == Sides::LeftRight;
-    error_code = MarkSides(probe, PlanScan(sides, *fore_image_range, *image_range), rows ? kLeftRule : kTopRule,
-                           rows ? kRightRule : kBottomRule, rows ? p_bitmap->biWidth : p_bitmap->biHeight, &first,
-                           &second, image_range, segment_index);
+    RectangleRec area = *fore_image_range;
+    if (sides == Sides::TopBottom) { /* only columns that the page reaches */
+        area.left = image_range->left.x;
+        area.right = image_range->right.x;
+    }
+    error_code = MarkSides(sides, probe, area, &first, &second, image_range, segment_index);
     if (error_code != QL_SUCCESS) {
         ImageBorderPoint_Done(&first.side);
         ImageBorderPoint_Done(&second.side);

@@ -114,12 +114,63 @@ struct TurnKernelsRec {
     TurnFun Turn24[3];
 };
 
+/* ---- Scans of page detection ---- */
+
+/* Some of the levels 0 to 255: level v is one of them if bit (v >> 4) & 7 of rows[v >> 7][v & 15] is set. */
+struct LevelSetRec {
+    uint8 rows[2][16];
+};
+
+/*
+ * Which dots count. A dot's level is 0 or 255 at 1 bit, the byte at 8 bits and, at 24 bits, the weighted sum of blue
+ * and green before the tone curve, 0 to 255. At 24 bits a dot whose blue and green are equal goes by that byte and the
+ * set `grays` instead; the other depths read `levels` alone.
+ */
+struct DotSetRec {
+    LevelSetRec levels;
+    LevelSetRec grays;
+};
+
+static constexpr sint32 kScanLines = 64; /* lines that are scanned by one call, at most */
+static constexpr sint32 kNoHit = -1;
+
+/* What the two rays of each line found: the column in a row, the row in a column, or kNoHit. */
+struct HitsRec {
+    sint32 first[kScanLines];
+    sint32 second[kScanLines];
+};
+
+/* Whether more than num dots of a row count; num is at least 63. Reads no byte but those that hold dots of the row. */
+typedef bool (*HasMoreDotsFun)(const uint8* line, sint32 biWidth, sint32 num, const DotSetRec& dots);
+
+/*
+ * Scans the lines of a rectangle, which is not empty, between its ends: at most kScanLines rows or columns. Line k is
+ * the k-th from the top or from the left; its first ray starts at the left or the top, its second at the right or the
+ * bottom. Reads no byte but those that hold dots of the rectangle; `lines` are the image's.
+ */
+typedef void (*ScanLinesFun)(const uint8* const* lines, const RectangleRec& range, const DotSetRec& dots,
+                             HitsRec* hits);
+
+/* The kernels of one depth; all or none are there. */
+struct DotScansRec {
+    HasMoreDotsFun HasMoreDots;
+    ScanLinesFun ScanRows;
+    ScanLinesFun ScanColumns;
+};
+
+struct ScanKernelsRec {
+    DotScansRec Scan1;
+    DotScansRec Scan8;
+    DotScansRec Scan24;
+};
+
 /* ---- A level's set ---- */
 
 struct KernelsRec {
     RotateKernelsRec rotate;
     ConvertKernelsRec convert;
     TurnKernelsRec turn;
+    ScanKernelsRec scan;
 };
 
 /* The set of a level, null for the plain one. */

@@ -7,6 +7,7 @@
 
 #include "kernels/Kernels.h"
 #include "kernels/Rotate.h"
+#include "kernels/Scan.h"
 
 namespace
 {
@@ -103,6 +104,41 @@ struct RotateVec : Vec {
     }
 };
 
+/* ---- What scans need ---- */
+
+struct ScanVec : Vec {
+    /* The same 16 bytes in every 16 bytes of the vector. */
+    static Bytes Repeat(const uint8* bytes) { return Load(bytes); }
+
+    /* 16 bytes out of every 48, for every 16 bytes of the vector. */
+    static Bytes LoadThirds(const uint8* from) { return Load(from); }
+
+    /* Looks up each byte by its lower four bits, as LookUp does; 0 where the highest bit is set. */
+    static Bytes Pick(Bytes table, Bytes index) { return _mm_shuffle_epi8(table, index); }
+
+    static Bytes UpperHalves(Bytes v) { return And(_mm_srli_epi16(v, 4), Fill(15)); }
+    static Bytes IfZero(Bytes test, Bytes then, Bytes otherwise)
+    {
+        return _mm_blendv_epi8(otherwise, then, _mm_cmpeq_epi8(test, _mm_setzero_si128()));
+    }
+
+    /* Bit k: whether byte k of `set` has the one bit that byte k of `bit` is. */
+    static uint64_t MaskOfHeld(Bytes set, Bytes bit)
+    {
+        return static_cast<uint32>(_mm_movemask_epi8(_mm_cmpeq_epi8(And(set, bit), bit)));
+    }
+
+    /* Pairs of bytes: the first less the second, and the second alone, as 16-bit numbers. */
+    static Bytes Differences(Bytes pairs) { return _mm_maddubs_epi16(pairs, _mm_set1_epi16(-255)); }
+    static Bytes Seconds(Bytes pairs) { return _mm_srli_epi16(pairs, 8); }
+
+    /* 16-bit numbers; packing joins two vectors, 16 bytes by 16 bytes, and cuts what no byte can hold. */
+    static Bytes Add16(Bytes a, Bytes b) { return _mm_add_epi16(a, b); }
+    static Bytes MultiplyHigh(Bytes v, short factor) { return _mm_mulhi_epi16(v, _mm_set1_epi16(factor)); }
+    static Bytes Pack(Bytes a, Bytes b) { return _mm_packus_epi16(a, b); }
+    static Bytes PackSigned(Bytes a, Bytes b) { return _mm_packs_epi16(a, b); }
+};
+
 } // namespace
 
 /* ---- The set ---- */
@@ -113,4 +149,5 @@ const KernelsRec kSse41Kernels = {
     /* convert */ {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr},
     /* turn */
     {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
+    /* scan */ {kDotScans<Dots1>, kDotScans<Dots8<ScanVec>>, kDotScans<Dots24<ScanVec>>},
 };
