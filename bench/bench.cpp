@@ -127,7 +127,7 @@ std::unique_ptr<Child> Start(const std::string& program, const char* memory)
     return std::make_unique<Child>(program, memory);
 }
 
-/* Those for which it matters where memory comes from. */
+/* Those for which it matters where memory comes from; it does not matter more for larger scans. */
 bool IsMain(const std::string& operation)
 {
     for (const char* start : {"RotateBitmap/", "ImageQuarlo/", "Get", "Bitmap_Copy/", "imageRotate/24/90"})
@@ -167,7 +167,7 @@ std::deque<Row> RowsOf(const Programs& programs, const std::vector<int>& resolut
             add(programs.reused64.get(), "64bit");
             AddColumns(&rows.back(), programs.peers.get(), peers, operation);
             add(programs.reused32.get(), "32bit");
-            if (!IsMain(operation)) continue;
+            if (!IsMain(operation) || dpi != 300) continue;
             add(programs.fresh64.get(), "64bit/fresh");
             add(programs.fresh32.get(), "32bit/fresh");
         }
