@@ -7,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "Fail.h"
+
 namespace bench
 {
 
@@ -23,12 +25,6 @@ struct Bound {
     std::string Quantity() const { return other.empty() ? column : column + '/' + other; }
     bool Holds(double value) const { return at_least ? value >= limit : value <= limit; }
 };
-
-[[noreturn]] void Fail(const std::string& what)
-{
-    std::fprintf(stderr, "quarlo_bench: %s\n", what.c_str());
-    std::exit(1);
-}
 
 bool IsColumn(const std::string& name)
 {

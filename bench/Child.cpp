@@ -8,19 +8,10 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "Fail.h"
+
 namespace bench
 {
-
-namespace
-{
-
-[[noreturn]] void Fail(const std::string& what)
-{
-    std::fprintf(stderr, "quarlo_bench: %s\n", what.c_str());
-    std::exit(1);
-}
-
-} // namespace
 
 /* Both pipes are closed on exec, so that no later child holds this one's open. */
 Child::Child(const std::string& program, const char* memory) : name(program)

@@ -5,8 +5,9 @@
  *
  *   about                           what this program was made with, one line
  *   list                            OPERATION COLUMN for each that can be measured, then an empty line
- *   run OPERATION COLUMN DPI COUNT  VALUE FAULTS PIXELS   nanoseconds of processor time a call, or what else the operation
- *                                                         measures; page faults a call; pixels that it makes or reads
+ *   run OPERATION COLUMN DPI COUNT  VALUE FAULTS PIXELS   nanoseconds of processor time a call, or what else the
+ *                                                         operation measures; page faults a call; pixels that it
+ *                                                         makes or reads
  *
  * Processor time, not time on the wall: other programs on the machine cost it little.
  */

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "Fail.h"
+
 namespace bench
 {
 
@@ -14,7 +16,14 @@ namespace
 
 constexpr char kFirstMark[] = "<!-- table: written by ./dev bench --write-docs -->";
 constexpr char kLastMark[] = "<!-- end of table -->";
+
+/* Of the columns the first are levels, and the last stand only in rows that have them. */
 constexpr size_t kLevels = 4;
+constexpr size_t kRareColumns = 1;
+
+constexpr size_t kNameWidth = 45;
+constexpr size_t kValueWidth = 9;
+constexpr size_t kComparisonWidth = 6;
 
 double MedianOf(std::vector<double> values)
 {
@@ -46,17 +55,46 @@ std::string Shown(const Result& result, const std::string& column)
     return result.IsPercent() ? Rounded(value) + '%' : Rounded(value / 1e6);
 }
 
+std::string Padded(const std::string& text, size_t width)
+{
+    return text.size() < width ? text + std::string(width - text.size(), ' ') : text;
+}
+
+std::string AlignedRight(const std::string& text, size_t width)
+{
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+/* Beside the plain code's time stands nothing. */
+std::string CellOf(const std::string& column, const std::string& value, const std::string& comparison)
+{
+    const std::string cell = AlignedRight(value, kValueWidth);
+    return column == "plain" ? cell : cell + ' ' + Padded(comparison, kComparisonWidth);
+}
+
+std::string Heading(const std::string& column) { return CellOf(column, column, ""); }
+
+std::string CellText(const Result& result, const std::string& column)
+{
+    if (!result.Has(column)) return CellOf(column, "-", "");
+    return CellOf(column, Shown(result, column), Comparison(result, column));
+}
+
+/* What stands behind the columns; also rare columns, where a row has them. */
+std::string Details(const Result& result)
+{
+    const double per_pixel = result.ValueOf(result.BestLevel()) / result.pixels;
+    std::string text = AlignedRight(Rounded(per_pixel), 9) + AlignedRight(Rounded(std::round(result.faults)), 8);
+    for (size_t k = kColumns.size() - kRareColumns; k < kColumns.size(); ++k)
+        if (result.Has(kColumns[k])) text += "  " + kColumns[k] + CellText(result, kColumns[k]);
+    return text;
+}
+
 /* Rows of one function at one depth stand together. */
 std::string GroupOf(const std::string& row)
 {
     const size_t function = row.find('/');
     return row.substr(0, row.find('/', function + 1));
-}
-
-[[noreturn]] void Fail(const std::string& what)
-{
-    std::fprintf(stderr, "quarlo_bench: %s\n", what.c_str());
-    std::exit(1);
 }
 
 std::string TableText(const std::vector<Result>& results)
@@ -106,33 +144,20 @@ std::string Result::BestLevel() const
     return best;
 }
 
-/* The last column is rare, and left to those rows that have it. */
 void PrintHead(FILE* file)
 {
-    std::fprintf(file, "%-45s", "milliseconds");
-    for (size_t k = 0; k + 1 < kColumns.size(); ++k)
-        std::fprintf(file, k == 0 ? " %7s" : " %7s %-6s", kColumns[k].c_str(), "");
-    std::fprintf(file, " %8s %7s\n", "ns/pixel", "faults");
+    std::string line = Padded("milliseconds", kNameWidth);
+    for (size_t k = 0; k < kColumns.size() - kRareColumns; ++k) line += Heading(kColumns[k]);
+    std::fprintf(file, "%s %8s %7s\n", line.c_str(), "ns/pixel", "faults");
 }
 
 void PrintRow(FILE* file, const Result& result)
 {
-    std::fprintf(file, "%-45s", result.row.c_str());
-    for (const std::string& column : kColumns) {
-        const bool last = column == kColumns.back();
-        if (last && !result.IsPercent())
-            std::fprintf(file, " %8s %7.0f", Rounded(result.ValueOf(result.BestLevel()) / result.pixels).c_str(),
-                         result.faults);
-        if (last && !result.Has(column)) break;
-        if (last) std::fprintf(file, " %s", column.c_str());
-        const std::string value = result.Has(column) ? Shown(result, column) : "-";
-        const std::string comparison = result.Has(column) ? Comparison(result, column) : "";
-        if (column == "plain")
-            std::fprintf(file, " %7s", value.c_str());
-        else
-            std::fprintf(file, " %7s %-6s", value.c_str(), comparison.c_str());
-    }
-    std::fprintf(file, "\n");
+    std::string line = Padded(result.row, kNameWidth);
+    for (size_t k = 0; k < kColumns.size() - kRareColumns; ++k) line += CellText(result, kColumns[k]);
+    if (!result.IsPercent()) line += Details(result);
+    line.erase(line.find_last_not_of(' ') + 1);
+    std::fprintf(file, "%s\n", line.c_str());
 }
 
 void WriteTsv(const std::string& name, const std::vector<Result>& results)

@@ -1,5 +1,5 @@
 /*
- * Table.h - results, their ratios, and the table of them: printed, as a file of tab-separated values, and in a document.
+ * Table.h - results, their ratios, and the table of them: printed, as tab-separated values, and in a document.
  */
 #ifndef QUARLO_BENCH_TABLE_H
 #define QUARLO_BENCH_TABLE_H

@@ -4,10 +4,10 @@
  *   quarlo_bench --worker64=PROGRAM [--worker32=PROGRAM] [--peers=PROGRAM] [--quick] [--tsv=FILE] [--bounds=FILE]
  *                [--docs=FILE] [--command=TEXT] [FILTER]
  *
- * A row of the table is a benchmark of Google Benchmark, and a repetition of it is a round: every column of the row once,
- * one after the other. Ratios are taken within a round, between neighbours in time, and the table shows their median: so
- * other work on the machine, and changes of its clock, disturb them little. FILTER is a regular expression for rows;
- * --quick leaves out scans of 600 dpi and rows with fresh memory.
+ * A row of the table is a benchmark of Google Benchmark, and a repetition of it is a round: every column of the row
+ * once, one after the other. Ratios are taken within a round, between neighbours in time, and the table shows their
+ * median: so other work on the machine, and changes of its clock, disturb them little. FILTER is a regular expression
+ * for rows; --quick leaves out scans of 600 dpi and rows with fresh memory.
  */
 #include <benchmark/benchmark.h>
 
@@ -62,7 +62,7 @@ int CountFor(const Column& column, int dpi)
     return static_cast<int>(std::clamp(std::ceil(kNanosecondsInRound / std::max(1.0, once)), 1.0, 100000.0));
 }
 
-/* One round. What it found goes to the reporter in counters; the time that Google Benchmark sees is that of the levels. */
+/* One round. What it found goes to the reporter in counters; the time that Google Benchmark sees is the levels'. */
 void RunRound(benchmark::State& state, Row* row)
 {
     for (auto _ : state) {

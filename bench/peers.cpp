@@ -6,11 +6,11 @@
  * On one thread, and in the way that suits them best: pictures are converted to their own form beforehand, and OpenCV
  * writes into pictures that it has already. Their results are like the library's, not equal to them. What is not like:
  *
- *   OpenCV      has no pictures of one bit: black and white has a byte for each pixel. Its way to gray has no tone curve,
- *               which is a further step here; "opencv-bare" leaves that out. Its way to find the page is a threshold, the
- *               outer contours, and the smallest rectangle around the largest of them.
- *   Leptonica   holds colour in four bytes. Its rotations keep the picture's size, so that they get a part of the scan as
- *               large as the page. "bilinear" is its area mapping; one bit is rotated by shearing, its fastest way.
+ *   OpenCV      has no pictures of one bit: black and white has a byte for each pixel. Its way to gray has no tone
+ *               curve, which is a further step here; "opencv-bare" leaves that out. Its way to find the page is a
+ *               threshold, the outer contours, and the smallest rectangle around the largest of them.
+ *   Leptonica   holds colour in four bytes. Its rotations keep the picture's size, so that they get a part of the scan
+ *               as large as the page. "bilinear" is its area mapping; one bit is rotated by shearing, its fastest way.
  */
 #include <allheaders.h>
 
