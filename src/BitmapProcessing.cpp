@@ -19,6 +19,7 @@
 #include "BitmapConversionTable.h"
 #include "Numbers.h"
 #include "Pixels.h"
+#include "kernels/Kernels.h"
 
 /* Bytes that every pixel block has beyond its last row, for readers that take several bytes at a time. */
 static constexpr sint32 kSpareBytes = 16;
@@ -309,11 +310,37 @@ struct WriteColor {
 };
 
 template <class Read, class Write>
-static void ConvertPixels(const BitmapRec& source, const BitmapRec& dest, uint8 DividingValue)
+static void ConvertRow(const uint8* from, uint8* to, sint32 num, uint8 DividingValue)
 {
-    for (sint32 row = 0; row < source.biHeight; ++row)
-        for (sint32 col = 0; col < source.biWidth; ++col)
-            Write::Pixel(dest.ScanLine[row], col, Read::Gray(source.ScanLine[row], col), DividingValue);
+    for (sint32 col = 0; col < num; ++col) Write::Pixel(to, col, Read::Gray(from, col), DividingValue);
+}
+
+/* How a row is converted to the depth of Write: by the kernel of the level that this call takes, or pixel by pixel. */
+template <class Read, class Write>
+static ConvertRowFun RowConversion(ConvertRowFun ConvertKernelsRec::*kernel)
+{
+    const KernelsRec* kernels = KernelsOf(ChosenLevel());
+    if (kernels == nullptr || kernels->convert.*kernel == nullptr) return ConvertRow<Read, Write>;
+    return kernels->convert.*kernel;
+}
+
+/* Each target depth has two others as sources. */
+static ConvertRowFun RowConversionTo(WriteBW, sint32 from_bits)
+{
+    if (from_bits == 8) return RowConversion<ReadGray, WriteBW>(&ConvertKernelsRec::GrayToBW);
+    return RowConversion<ReadColor, WriteBW>(&ConvertKernelsRec::ColorToBW);
+}
+
+static ConvertRowFun RowConversionTo(WriteGray, sint32 from_bits)
+{
+    if (from_bits == 1) return RowConversion<ReadBit, WriteGray>(&ConvertKernelsRec::BWToGray);
+    return RowConversion<ReadColor, WriteGray>(&ConvertKernelsRec::ColorToGray);
+}
+
+static ConvertRowFun RowConversionTo(WriteColor, sint32 from_bits)
+{
+    if (from_bits == 1) return RowConversion<ReadBit, WriteColor>(&ConvertKernelsRec::BWToColor);
+    return RowConversion<ReadGray, WriteColor>(&ConvertKernelsRec::GrayToColor);
 }
 
 template <class Write>
@@ -327,12 +354,9 @@ static sint32 ConvertDepth(QL_Bitmap p_source, QL_Bitmap p_dest, uint8 DividingV
     BitmapRec bitmap = null_bitmap;
     error_code = Bitmap_New(&bitmap, p_source->biWidth, p_source->biHeight, Write::bits, AlignmentOf(*p_source));
     if (error_code != QL_SUCCESS) return error_code;
-    if (p_source->biBitCount == 1)
-        ConvertPixels<ReadBit, Write>(*p_source, bitmap, DividingValue);
-    else if (p_source->biBitCount == 8)
-        ConvertPixels<ReadGray, Write>(*p_source, bitmap, DividingValue);
-    else
-        ConvertPixels<ReadColor, Write>(*p_source, bitmap, DividingValue);
+    const ConvertRowFun convert = RowConversionTo(Write(), p_source->biBitCount);
+    for (sint32 row = 0; row < bitmap.biHeight; ++row)
+        convert(p_source->ScanLine[row], bitmap.ScanLine[row], bitmap.biWidth, DividingValue);
     *p_dest = bitmap;
     return QL_SUCCESS;
 }

@@ -3,6 +3,11 @@
  */
 #include <immintrin.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "kernels/Convert.h"
 #include "kernels/Kernels.h"
 
 namespace
@@ -31,13 +36,103 @@ struct Vec {
     static Bytes LookUp(Bytes table, Bytes index) { return _mm256_shuffle_epi8(table, index); }
 };
 
+/* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
+
+struct PixelVec : Vec {
+    typedef uint32 Mask;
+    static constexpr sint32 lanes = 2;
+
+    /* 16 bytes into every lane. */
+    static Bytes Repeat(const uint8* from) { return _mm256_broadcastsi128_si256(Lane(from)); }
+    /* 16 bytes into each lane; from one lane to the next they are so many bytes apart. */
+    static Bytes LoadLanes(const uint8* from, ptrdiff_t step) { return Lanes(from, from + step); }
+    static void StoreLanes(uint8* to, ptrdiff_t step, Bytes v)
+    {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + step), _mm256_extracti128_si256(v, 1));
+    }
+    /* The same at an offset from rows[0], rows[16], and so on. */
+    static Bytes LoadRows(const uint8* const* rows, ptrdiff_t offset)
+    {
+        return Lanes(rows[0] + offset, rows[16] + offset);
+    }
+
+    /* Each of size / 8 bytes eight times. */
+    static Bytes LoadEightfold(const uint8* from)
+    {
+        int bytes;
+        std::memcpy(&bytes, from, sizeof bytes);
+        return _mm256_shuffle_epi8(
+            _mm256_set1_epi32(bytes),
+            _mm256_setr_epi32(0, 0, 0x01010101, 0x01010101, 0x02020202, 0x02020202, 0x03030303, 0x03030303));
+    }
+
+    /* The highest bit of each byte, that of the first one lowest. */
+    static Mask HighestBits(Bytes v) { return static_cast<Mask>(_mm256_movemask_epi8(v)); }
+    static Bytes Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8(a, b); }
+    static Bytes Xor(Bytes a, Bytes b) { return _mm256_xor_si256(a, b); }
+    /* Bytes of a where the mask has 255, of b where it has 0. */
+    static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm256_blendv_epi8(b, a, mask); }
+    static Bytes SubtractSigned(Bytes a, Bytes b) { return _mm256_subs_epi8(a, b); }
+
+    /* The first or the last halves of every lane, in turn from a and from b. */
+    static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }
+    static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm256_unpackhi_epi8(a, b); }
+    static Bytes InterleaveLow32(Bytes a, Bytes b) { return _mm256_unpacklo_epi32(a, b); }
+    static Bytes InterleaveHigh32(Bytes a, Bytes b) { return _mm256_unpackhi_epi32(a, b); }
+    /* The first num of the four bytes groups of every lane from a, the others from b. */
+    template <int num>
+    static Bytes Join32(Bytes a, Bytes b)
+    {
+        return _mm256_blend_epi16(a, b, 0xFF & 0xFF << 2 * num);
+    }
+    static Bytes Reverse(Bytes v)
+    {
+        const __m128i reversed = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+        return _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(reversed)), 0x4E);
+    }
+
+    static Bytes Fill16(sint32 value) { return _mm256_set1_epi16(static_cast<short>(value)); }
+    static Bytes FillPairs(sint32 first, sint32 second) { return Fill16((first & 255) | second * 256); }
+    static Bytes Add16(Bytes a, Bytes b) { return _mm256_add_epi16(a, b); }
+    static Bytes Multiply16(Bytes a, Bytes b) { return _mm256_mullo_epi16(a, b); }
+    /* a * b / 2^15, rounded half up. */
+    static Bytes MultiplyFraction(Bytes a, Bytes b) { return _mm256_mulhrs_epi16(a, b); }
+    /* The sums of two neighbouring bytes of a, each times a signed byte of b. */
+    static Bytes MultiplyPairs(Bytes a, Bytes b) { return _mm256_maddubs_epi16(a, b); }
+    template <int bits>
+    static Bytes ShiftRight16(Bytes v)
+    {
+        return _mm256_srli_epi16(v, bits);
+    }
+    template <int bits>
+    static Bytes ShiftLeft16(Bytes v)
+    {
+        return _mm256_slli_epi16(v, bits);
+    }
+    template <int bits>
+    static Bytes ShiftRightSigned16(Bytes v)
+    {
+        return _mm256_srai_epi16(v, bits);
+    }
+    /* Numbers from 0 to 255 as bytes: the first half of every lane from a, the last from b. */
+    static Bytes Pack16(Bytes a, Bytes b) { return _mm256_packus_epi16(a, b); }
+
+private:
+    static __m128i Lane(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+    static Bytes Lanes(const uint8* a, const uint8* b)
+    {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(Lane(a)), Lane(b), 1);
+    }
+};
+
 } // namespace
 
 /* ---- The set ---- */
 
 extern const KernelsRec kAvx2Kernels;
 const KernelsRec kAvx2Kernels = {
-    /* convert */ {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr},
+    /* convert */ ConvertKernelsOf<PixelVec>(),
     /* turn */
     {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
 };

@@ -1,8 +1,18 @@
 /*
  * Avx512.cpp - the kernels for AVX-512: vectors of 64 bytes.
  */
+/* The header of GCC 12 starts many results from a variable without a value, on purpose. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
+#pragma GCC diagnostic pop
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "kernels/Convert.h"
 #include "kernels/Kernels.h"
 
 namespace
@@ -31,13 +41,112 @@ struct Vec {
     static Bytes LookUp(Bytes table, Bytes index) { return _mm512_shuffle_epi8(table, index); }
 };
 
+/* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
+
+struct PixelVec : Vec {
+    typedef uint64_t Mask;
+    static constexpr sint32 lanes = 4;
+
+    /* 16 bytes into every lane. */
+    static Bytes Repeat(const uint8* from) { return _mm512_broadcast_i32x4(Lane(from)); }
+    /* 16 bytes into each lane; from one lane to the next they are so many bytes apart. */
+    static Bytes LoadLanes(const uint8* from, ptrdiff_t step)
+    {
+        return Lanes(from, from + step, from + 2 * step, from + 3 * step);
+    }
+    static void StoreLanes(uint8* to, ptrdiff_t step, Bytes v)
+    {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_castsi512_si128(v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + step), _mm512_extracti32x4_epi32(v, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 2 * step), _mm512_extracti32x4_epi32(v, 2));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 3 * step), _mm512_extracti32x4_epi32(v, 3));
+    }
+    /* The same at an offset from rows[0], rows[16], and so on. */
+    static Bytes LoadRows(const uint8* const* rows, ptrdiff_t offset)
+    {
+        return Lanes(rows[0] + offset, rows[16] + offset, rows[32] + offset, rows[48] + offset);
+    }
+
+    /* Each of size / 8 bytes eight times. */
+    static Bytes LoadEightfold(const uint8* from)
+    {
+        long long bytes;
+        std::memcpy(&bytes, from, sizeof bytes);
+        return _mm512_shuffle_epi8(_mm512_set1_epi64(bytes),
+                                   _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505,
+                                                    0x0404040404040404, 0x0303030303030303, 0x0202020202020202,
+                                                    0x0101010101010101, 0));
+    }
+
+    /* The highest bit of each byte, that of the first one lowest. */
+    static Mask HighestBits(Bytes v) { return _mm512_movepi8_mask(v); }
+    static Bytes Equal(Bytes a, Bytes b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
+    static Bytes Xor(Bytes a, Bytes b) { return _mm512_xor_si512(a, b); }
+    /* Bytes of a where the mask has 255, of b where it has 0. */
+    static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm512_ternarylogic_epi32(mask, a, b, 0xCA); }
+    static Bytes SubtractSigned(Bytes a, Bytes b) { return _mm512_subs_epi8(a, b); }
+
+    /* The first or the last halves of every lane, in turn from a and from b. */
+    static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm512_unpacklo_epi8(a, b); }
+    static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm512_unpackhi_epi8(a, b); }
+    static Bytes InterleaveLow32(Bytes a, Bytes b) { return _mm512_unpacklo_epi32(a, b); }
+    static Bytes InterleaveHigh32(Bytes a, Bytes b) { return _mm512_unpackhi_epi32(a, b); }
+    /* The first num of the four bytes groups of every lane from a, the others from b. */
+    template <int num>
+    static Bytes Join32(Bytes a, Bytes b)
+    {
+        return _mm512_mask_blend_epi32(0xFFFF & 0x1111 * (0xF & 0xF << num), a, b);
+    }
+    static Bytes Reverse(Bytes v)
+    {
+        const __m128i reversed = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+        const __m512i lanes_reversed = _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(reversed));
+        return _mm512_shuffle_i32x4(lanes_reversed, lanes_reversed, 0x1B);
+    }
+
+    static Bytes Fill16(sint32 value) { return _mm512_set1_epi16(static_cast<short>(value)); }
+    static Bytes FillPairs(sint32 first, sint32 second) { return Fill16((first & 255) | second * 256); }
+    static Bytes Add16(Bytes a, Bytes b) { return _mm512_add_epi16(a, b); }
+    static Bytes Multiply16(Bytes a, Bytes b) { return _mm512_mullo_epi16(a, b); }
+    /* a * b / 2^15, rounded half up. */
+    static Bytes MultiplyFraction(Bytes a, Bytes b) { return _mm512_mulhrs_epi16(a, b); }
+    /* The sums of two neighbouring bytes of a, each times a signed byte of b. */
+    static Bytes MultiplyPairs(Bytes a, Bytes b) { return _mm512_maddubs_epi16(a, b); }
+    template <int bits>
+    static Bytes ShiftRight16(Bytes v)
+    {
+        return _mm512_srli_epi16(v, bits);
+    }
+    template <int bits>
+    static Bytes ShiftLeft16(Bytes v)
+    {
+        return _mm512_slli_epi16(v, bits);
+    }
+    template <int bits>
+    static Bytes ShiftRightSigned16(Bytes v)
+    {
+        return _mm512_srai_epi16(v, bits);
+    }
+    /* Numbers from 0 to 255 as bytes: the first half of every lane from a, the last from b. */
+    static Bytes Pack16(Bytes a, Bytes b) { return _mm512_packus_epi16(a, b); }
+
+private:
+    static __m128i Lane(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+    static Bytes Lanes(const uint8* a, const uint8* b, const uint8* c, const uint8* d)
+    {
+        const __m256i ab = _mm256_inserti128_si256(_mm256_castsi128_si256(Lane(a)), Lane(b), 1);
+        const __m256i cd = _mm256_inserti128_si256(_mm256_castsi128_si256(Lane(c)), Lane(d), 1);
+        return _mm512_inserti64x4(_mm512_castsi256_si512(ab), cd, 1);
+    }
+};
+
 } // namespace
 
 /* ---- The set ---- */
 
 extern const KernelsRec kAvx512Kernels;
 const KernelsRec kAvx512Kernels = {
-    /* convert */ {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr},
+    /* convert */ ConvertKernelsOf<PixelVec>(),
     /* turn */
     {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
 };
