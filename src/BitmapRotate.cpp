@@ -13,22 +13,52 @@
 
 #include "BitmapProcessing.h"
 #include "Pixels.h"
+#include "kernels/Kernels.h"
 
-/* A turn: whether it exchanges width and height, and where the pixel at (row, col) of a w x h image goes. */
+/* A turn: its place among the kernels, whether it exchanges width and height, and where the pixel at (row, col) of a w x h image goes. */
 struct Turn90 {
+    static constexpr sint32 index = 0;
     static constexpr bool swaps_sides = true;
     static PointRec Place(sint32 w, sint32, sint32 row, sint32 col) { return {row, w - 1 - col}; }
 };
 
 struct Turn180 {
+    static constexpr sint32 index = 1;
     static constexpr bool swaps_sides = false;
     static PointRec Place(sint32 w, sint32 h, sint32 row, sint32 col) { return {w - 1 - col, h - 1 - row}; }
 };
 
 struct Turn270 {
+    static constexpr sint32 index = 2;
     static constexpr bool swaps_sides = true;
     static PointRec Place(sint32, sint32 h, sint32 row, sint32 col) { return {h - 1 - row, col}; }
 };
+
+template <class Pixel, class Turn>
+static void TurnPixels(const BitmapRec& source, const BitmapRec& dest)
+{
+    const sint32 w = source.biWidth;
+    const sint32 h = source.biHeight;
+    for (sint32 row = 0; row < h; ++row) {
+        for (sint32 col = 0; col < w; ++col) {
+            const PointRec place = Turn::Place(w, h, row, col);
+            Pixel::Move(source.ScanLine[row], col, dest.ScanLine[place.y], place.x);
+        }
+    }
+}
+
+static const TurnFun* KernelsFor(Pixel1, const TurnKernelsRec& turn) { return turn.Turn1; }
+static const TurnFun* KernelsFor(Pixel8, const TurnKernelsRec& turn) { return turn.Turn8; }
+static const TurnFun* KernelsFor(Pixel24, const TurnKernelsRec& turn) { return turn.Turn24; }
+
+/* How an image is turned: by the kernel of the level that this call takes, or pixel by pixel. */
+template <class Pixel, class Turn>
+static TurnFun TurnOf()
+{
+    const KernelsRec* kernels = KernelsOf(ChosenLevel());
+    const TurnFun kernel = kernels == nullptr ? nullptr : KernelsFor(Pixel(), kernels->turn)[Turn::index];
+    return kernel == nullptr ? TurnPixels<Pixel, Turn> : kernel;
+}
 
 template <class Pixel, class Turn>
 static sint32 TurnPic(BitmapRec* bitmap_source, BitmapRec* bitmap_dest)
@@ -43,12 +73,7 @@ static sint32 TurnPic(BitmapRec* bitmap_source, BitmapRec* bitmap_dest)
     BitmapRec bitmap = null_bitmap;
     error_code = Bitmap_New(&bitmap, Turn::swaps_sides ? h : w, Turn::swaps_sides ? w : h, Pixel::bits, 0);
     if (error_code != QL_SUCCESS) return error_code;
-    for (sint32 row = 0; row < h; ++row) {
-        for (sint32 col = 0; col < w; ++col) {
-            const PointRec place = Turn::Place(w, h, row, col);
-            Pixel::Move(bitmap_source->ScanLine[row], col, bitmap.ScanLine[place.y], place.x);
-        }
-    }
+    TurnOf<Pixel, Turn>()(*bitmap_source, bitmap);
     *bitmap_dest = bitmap;
     return QL_SUCCESS;
 }

@@ -9,6 +9,7 @@
 
 #include "kernels/Convert.h"
 #include "kernels/Kernels.h"
+#include "kernels/Turn.h"
 
 namespace
 {
@@ -40,7 +41,6 @@ struct Vec {
 
 struct PixelVec : Vec {
     typedef uint32 Mask;
-    static constexpr sint32 lanes = 2;
 
     /* 16 bytes into every lane. */
     static Bytes Repeat(const uint8* from) { return _mm256_broadcastsi128_si256(Lane(from)); }
@@ -78,14 +78,6 @@ struct PixelVec : Vec {
     /* The first or the last halves of every lane, in turn from a and from b. */
     static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }
     static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm256_unpackhi_epi8(a, b); }
-    static Bytes InterleaveLow32(Bytes a, Bytes b) { return _mm256_unpacklo_epi32(a, b); }
-    static Bytes InterleaveHigh32(Bytes a, Bytes b) { return _mm256_unpackhi_epi32(a, b); }
-    /* The first num of the four bytes groups of every lane from a, the others from b. */
-    template <int num>
-    static Bytes Join32(Bytes a, Bytes b)
-    {
-        return _mm256_blend_epi16(a, b, 0xFF & 0xFF << 2 * num);
-    }
     static Bytes Reverse(Bytes v)
     {
         const __m128i reversed = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
@@ -105,11 +97,8 @@ struct PixelVec : Vec {
     {
         return _mm256_srli_epi16(v, bits);
     }
-    template <int bits>
-    static Bytes ShiftLeft16(Bytes v)
-    {
-        return _mm256_slli_epi16(v, bits);
-    }
+    static Bytes ShiftRightBy(Bytes v, sint32 bits) { return _mm256_srl_epi16(v, _mm_cvtsi32_si128(bits)); }
+    static Bytes ShiftLeftBy(Bytes v, sint32 bits) { return _mm256_sll_epi16(v, _mm_cvtsi32_si128(bits)); }
     template <int bits>
     static Bytes ShiftRightSigned16(Bytes v)
     {
@@ -133,6 +122,5 @@ private:
 extern const KernelsRec kAvx2Kernels;
 const KernelsRec kAvx2Kernels = {
     /* convert */ ConvertKernelsOf<PixelVec>(),
-    /* turn */
-    {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
+    /* turn */ TurnKernelsOf<PixelVec>(),
 };

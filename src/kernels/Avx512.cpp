@@ -14,6 +14,7 @@
 
 #include "kernels/Convert.h"
 #include "kernels/Kernels.h"
+#include "kernels/Turn.h"
 
 namespace
 {
@@ -45,7 +46,6 @@ struct Vec {
 
 struct PixelVec : Vec {
     typedef uint64_t Mask;
-    static constexpr sint32 lanes = 4;
 
     /* 16 bytes into every lane. */
     static Bytes Repeat(const uint8* from) { return _mm512_broadcast_i32x4(Lane(from)); }
@@ -89,14 +89,6 @@ struct PixelVec : Vec {
     /* The first or the last halves of every lane, in turn from a and from b. */
     static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm512_unpacklo_epi8(a, b); }
     static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm512_unpackhi_epi8(a, b); }
-    static Bytes InterleaveLow32(Bytes a, Bytes b) { return _mm512_unpacklo_epi32(a, b); }
-    static Bytes InterleaveHigh32(Bytes a, Bytes b) { return _mm512_unpackhi_epi32(a, b); }
-    /* The first num of the four bytes groups of every lane from a, the others from b. */
-    template <int num>
-    static Bytes Join32(Bytes a, Bytes b)
-    {
-        return _mm512_mask_blend_epi32(0xFFFF & 0x1111 * (0xF & 0xF << num), a, b);
-    }
     static Bytes Reverse(Bytes v)
     {
         const __m128i reversed = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
@@ -117,11 +109,8 @@ struct PixelVec : Vec {
     {
         return _mm512_srli_epi16(v, bits);
     }
-    template <int bits>
-    static Bytes ShiftLeft16(Bytes v)
-    {
-        return _mm512_slli_epi16(v, bits);
-    }
+    static Bytes ShiftRightBy(Bytes v, sint32 bits) { return _mm512_srl_epi16(v, _mm_cvtsi32_si128(bits)); }
+    static Bytes ShiftLeftBy(Bytes v, sint32 bits) { return _mm512_sll_epi16(v, _mm_cvtsi32_si128(bits)); }
     template <int bits>
     static Bytes ShiftRightSigned16(Bytes v)
     {
@@ -147,6 +136,5 @@ private:
 extern const KernelsRec kAvx512Kernels;
 const KernelsRec kAvx512Kernels = {
     /* convert */ ConvertKernelsOf<PixelVec>(),
-    /* turn */
-    {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
+    /* turn */ TurnKernelsOf<PixelVec>(),
 };

@@ -44,7 +44,7 @@ constexpr Pattern kBitValues = PatternOf([](sint32 p) { return 128 >> (p & 7); }
 
 /* Gray 0 or 255 for each bit. */
 template <class V>
-typename V::Bytes GrayOfBits(const uint8* from)
+inline typename V::Bytes GrayOfBits(const uint8* from)
 {
     const typename V::Bytes values = V::Repeat(kBitValues.at);
     return V::Equal(V::And(V::LoadEightfold(from), values), values);
@@ -54,14 +54,14 @@ constexpr Pattern kLowestFirst = PatternOf([](sint32 p) { return 1 << (p & 7); }
 
 /* What exceeds the limit, by one or more, has its highest bit set once 127 is added; all else is 127. */
 template <class V>
-typename V::Bytes HighestBitIfAbove(typename V::Bytes gray, typename V::Bytes limit)
+inline typename V::Bytes HighestBitIfAbove(typename V::Bytes gray, typename V::Bytes limit)
 {
     return V::AddSaturated(V::SubtractSaturated(gray, limit), V::Fill(127));
 }
 
 /* A bit for each byte: its highest. */
 template <class V>
-void StoreHighestBits(uint8* to, typename V::Bytes bytes)
+inline void StoreHighestBits(uint8* to, typename V::Bytes bytes)
 {
     const typename V::Mask mask = V::HighestBits(V::LookUp(bytes, V::Repeat(kEightsReversed.at)));
     std::memcpy(to, &mask, sizeof mask);
@@ -85,7 +85,7 @@ constexpr Pattern kMerged[3] = {PatternOf([](sint32 p) { return 3 * p % 16; }),
                                 PatternOf([](sint32 p) { return (3 * p + 2) % 16; })};
 
 template <class V>
-void StoreThreefold(uint8* to, typename V::Bytes gray)
+inline void StoreThreefold(uint8* to, typename V::Bytes gray)
 {
     for (sint32 k = 0; k < 3; ++k) V::StoreLanes(to + 16 * k, 48, V::LookUp(gray, V::Repeat(kThreefold[k].at)));
 }
@@ -97,7 +97,7 @@ struct ColorVectors {
 
 /* A channel has every third byte of each of three vectors, and no two of them at the same place. */
 template <class V>
-ColorVectors<V> LoadColors(const uint8* from)
+inline ColorVectors<V> LoadColors(const uint8* from)
 {
     typename V::Bytes part[3], channel[3];
     for (sint32 k = 0; k < 3; ++k) part[k] = V::LoadLanes(from + 16 * k, 48);
@@ -130,7 +130,7 @@ static_assert(IsTable(1 * 128 - 12, kBlueFraction, 114), "BlueToGrayTable");
 
 /* The weighted sums, shifted right by 10, of half a vector's pixels as 16-bit numbers. */
 template <class V>
-typename V::Bytes WeightedSums(typename V::Bytes blue_green, typename V::Bytes red)
+inline typename V::Bytes WeightedSums(typename V::Bytes blue_green, typename V::Bytes red)
 {
     const typename V::Bytes blue = V::And(blue_green, V::Fill16(255));
     const typename V::Bytes green = V::template ShiftRight16<8>(blue_green);
@@ -147,7 +147,7 @@ typename V::Bytes WeightedSums(typename V::Bytes blue_green, typename V::Bytes r
 
 /* The same of a whole vector's pixels, as bytes: what the tone curve is asked for. */
 template <class V>
-typename V::Bytes LoadSums(const uint8* from)
+inline typename V::Bytes LoadSums(const uint8* from)
 {
     const ColorVectors<V> colors = LoadColors<V>(from);
     const typename V::Bytes zero = V::Fill(0);

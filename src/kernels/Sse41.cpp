@@ -9,6 +9,7 @@
 
 #include "kernels/Convert.h"
 #include "kernels/Kernels.h"
+#include "kernels/Turn.h"
 
 namespace
 {
@@ -40,7 +41,6 @@ struct Vec {
 
 struct PixelVec : Vec {
     typedef uint16 Mask;
-    static constexpr sint32 lanes = 1;
 
     /* 16 bytes into every lane. */
     static Bytes Repeat(const uint8* from) { return Load(from); }
@@ -69,14 +69,6 @@ struct PixelVec : Vec {
     /* The first or the last halves of every lane, in turn from a and from b. */
     static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm_unpacklo_epi8(a, b); }
     static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm_unpackhi_epi8(a, b); }
-    static Bytes InterleaveLow32(Bytes a, Bytes b) { return _mm_unpacklo_epi32(a, b); }
-    static Bytes InterleaveHigh32(Bytes a, Bytes b) { return _mm_unpackhi_epi32(a, b); }
-    /* The first num of the four bytes groups of every lane from a, the others from b. */
-    template <int num>
-    static Bytes Join32(Bytes a, Bytes b)
-    {
-        return _mm_blend_epi16(a, b, 0xFF & 0xFF << 2 * num);
-    }
     static Bytes Reverse(Bytes v)
     {
         return _mm_shuffle_epi8(v, _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0));
@@ -95,11 +87,8 @@ struct PixelVec : Vec {
     {
         return _mm_srli_epi16(v, bits);
     }
-    template <int bits>
-    static Bytes ShiftLeft16(Bytes v)
-    {
-        return _mm_slli_epi16(v, bits);
-    }
+    static Bytes ShiftRightBy(Bytes v, sint32 bits) { return _mm_srl_epi16(v, _mm_cvtsi32_si128(bits)); }
+    static Bytes ShiftLeftBy(Bytes v, sint32 bits) { return _mm_sll_epi16(v, _mm_cvtsi32_si128(bits)); }
     template <int bits>
     static Bytes ShiftRightSigned16(Bytes v)
     {
@@ -116,6 +105,5 @@ struct PixelVec : Vec {
 extern const KernelsRec kSse41Kernels;
 const KernelsRec kSse41Kernels = {
     /* convert */ ConvertKernelsOf<PixelVec>(),
-    /* turn */
-    {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
+    /* turn */ TurnKernelsOf<PixelVec>(),
 };
