@@ -230,17 +230,46 @@ static bool WritePalette(FILE* file, const BitmapRec& bitmap)
     return true;
 }
 
+/* Rows with their padding, gathered to be written many at a time. */
+class RowBlock
+{
+public:
+    explicit RowBlock(FILE* stream) : file(stream), used(0) {}
+
+    bool Append(const uint8* row, size_t size, size_t padding)
+    {
+        if (size + padding > sizeof bytes - used && !Flush()) return false;
+        if (size + padding > sizeof bytes) return WriteBytes(file, row, size) && WriteBytes(file, kZeros, padding);
+        std::memcpy(bytes + used, row, size);
+        std::memcpy(bytes + used + size, kZeros, padding);
+        used += size + padding;
+        return true;
+    }
+
+    bool Flush()
+    {
+        const bool written = WriteBytes(file, bytes, used);
+        used = 0;
+        return written;
+    }
+
+private:
+    static constexpr uint8 kZeros[4] = {0, 0, 0, 0};
+
+    FILE* file;
+    size_t used;
+    uint8 bytes[1 << 16];
+};
+
 static bool WritePixels(FILE* file, const BitmapRec& bitmap)
 {
     const size_t padding = static_cast<size_t>(RowPadding(bitmap));
     if (padding == 0) return WriteBytes(file, bitmap.buffer, static_cast<size_t>(bitmap.bfSize));
 
-    const uint8 zeros[4] = {0, 0, 0, 0};
-    for (sint32 row = 0; row < bitmap.biHeight; ++row) {
-        if (!WriteBytes(file, bitmap.ScanLine[row], static_cast<size_t>(bitmap.BytesPerLine))) return false;
-        if (!WriteBytes(file, zeros, padding)) return false;
-    }
-    return true;
+    RowBlock block(file);
+    for (sint32 row = 0; row < bitmap.biHeight; ++row)
+        if (!block.Append(bitmap.ScanLine[row], static_cast<size_t>(bitmap.BytesPerLine), padding)) return false;
+    return block.Flush();
 }
 
 sint32 SaveBitmapToFile(QL_Bitmap p_bitmap, sint8* image_name)

@@ -2,11 +2,11 @@
  * Avx512.cpp - the kernels for AVX-512: vectors of 64 bytes.
  */
 /* The header of GCC 12 starts many results from a variable without a value, on purpose. */
-#pragma GCC diagnostic push
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
-#pragma GCC diagnostic pop
 
 #include <cstddef>
 #include <cstdint>
