@@ -18,16 +18,16 @@
 /* clang-format off */
 
 /* The mask of pixel col is entry [col & 7]: OR it in to make the pixel white, AND with it to test the pixel. */
-static const uint8 BitValue[8] QL_UNUSED = {128, 64, 32, 16, 8, 4, 2, 1};
+QL_TABLE uint8 BitValue[8] QL_UNUSED = {128, 64, 32, 16, 8, 4, 2, 1};
 
 /* The complements: AND with entry [col & 7] to make the pixel black. */
-static const uint8 BitsValue[8] QL_UNUSED = {127, 191, 223, 239, 247, 251, 253, 254};
+QL_TABLE uint8 BitsValue[8] QL_UNUSED = {127, 191, 223, 239, 247, 251, 253, 254};
 
 /*
  * The luma weights of ITU-R BT.601, 0.299, 0.587 and 0.114, times the colour byte, scaled by 1024 and rounded half
  * up. White sums to 261120, which is 255 after the shift by 10.
  */
-static const sint32 RedToGrayTable[256] QL_UNUSED = {
+QL_TABLE sint32 RedToGrayTable[256] QL_UNUSED = {
     0, 306, 612, 919, 1225, 1531, 1837, 2143, 2449, 2756, 3062, 3368, 3674, 3980, 4286, 4593,
     4899, 5205, 5511, 5817, 6124, 6430, 6736, 7042, 7348, 7654, 7961, 8267, 8573, 8879, 9185, 9491,
     9798, 10104, 10410, 10716, 11022, 11329, 11635, 11941, 12247, 12553, 12859, 13166, 13472, 13778, 14084, 14390,
@@ -46,7 +46,7 @@ static const sint32 RedToGrayTable[256] QL_UNUSED = {
     73482, 73788, 74095, 74401, 74707, 75013, 75319, 75625, 75932, 76238, 76544, 76850, 77156, 77463, 77769, 78075
 };
 
-static const sint32 GreenToGrayTable[256] QL_UNUSED = {
+QL_TABLE sint32 GreenToGrayTable[256] QL_UNUSED = {
     0, 601, 1202, 1803, 2404, 3005, 3607, 4208, 4809, 5410, 6011, 6612, 7213, 7814, 8415, 9016,
     9617, 10218, 10820, 11421, 12022, 12623, 13224, 13825, 14426, 15027, 15628, 16229, 16830, 17432, 18033, 18634,
     19235, 19836, 20437, 21038, 21639, 22240, 22841, 23442, 24044, 24645, 25246, 25847, 26448, 27049, 27650, 28251,
@@ -65,7 +65,7 @@ static const sint32 GreenToGrayTable[256] QL_UNUSED = {
     144261, 144862, 145463, 146064, 146665, 147267, 147868, 148469, 149070, 149671, 150272, 150873, 151474, 152075, 152676, 153277
 };
 
-static const sint32 BlueToGrayTable[256] QL_UNUSED = {
+QL_TABLE sint32 BlueToGrayTable[256] QL_UNUSED = {
     0, 117, 233, 350, 467, 584, 700, 817, 934, 1051, 1167, 1284, 1401, 1518, 1634, 1751,
     1868, 1985, 2101, 2218, 2335, 2451, 2568, 2685, 2802, 2918, 3035, 3152, 3269, 3385, 3502, 3619,
     3736, 3852, 3969, 4086, 4202, 4319, 4436, 4553, 4669, 4786, 4903, 5020, 5136, 5253, 5370, 5487,
@@ -85,7 +85,7 @@ static const sint32 BlueToGrayTable[256] QL_UNUSED = {
 };
 
 /* The tone curve from the weighted sum to the grey level: darkens the middle, with a few local dips near black. */
-static const sint32 GrayChangeTable[256] QL_UNUSED = {
+QL_TABLE sint32 GrayChangeTable[256] QL_UNUSED = {
     0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 4, 3, 4, 4, 4,
     5, 4, 5, 6, 7, 7, 7, 7, 8, 9, 10, 9, 10, 10, 12, 12,
     13, 13, 14, 14, 15, 15, 16, 16, 17, 17, 19, 19, 20, 21, 21, 21,
@@ -109,7 +109,7 @@ static const sint32 GrayChangeTable[256] QL_UNUSED = {
  * irregularities are part of it: column 255 holds floor(255 * k / 10), so that two shares that add up to ten tenths
  * never exceed a byte, and in row 10 the entries 222 to 229 are raised by one.
  */
-static const sint32 ByteTable[11][256] QL_UNUSED = {
+QL_TABLE sint32 ByteTable[11][256] QL_UNUSED = {
     {
         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
@@ -315,7 +315,7 @@ static const sint32 ByteTable[11][256] QL_UNUSED = {
  * convolution kernel with a = -1, W(d) = 1 - 2d^2 + d^3 below 1 and 4 - 8d + 5d^2 - d^3 from 1 to 2, scaled by 1024
  * and rounded. The rows sum to 1023, 1024 or 1025 and are not evened out.
  */
-static const sint32 bulic[11][4] QL_UNUSED = {
+QL_TABLE sint32 bulic[11][4] QL_UNUSED = {
     {0, 1024, 0, 0},
     {-83, 1005, 112, -9},
     {-131, 950, 238, -33},

@@ -31,6 +31,13 @@
 #define QL_UNUSED
 #endif
 
+/* Tables are constants of the compiler where the language knows such. */
+#ifdef __cplusplus
+#define QL_TABLE static constexpr
+#else
+#define QL_TABLE static const
+#endif
+
 /* ---- Basic types ---- */
 
 typedef signed char sint8; /* also the characters of file names */

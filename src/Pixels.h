@@ -1,11 +1,12 @@
 /*
  * Pixels.h - the three pixel formats as policies for loops that are written once.
  *
- * Each has its depth, bits, and three operations:
+ * Each has its depth, bits, and four operations:
  *   Move   makes one pixel of a row equal to one of another row
  *   Show   the same over a painted background; at 1 bit only clear pixels are written, so that a set pixel takes
  *          the background's bit
- *   Paint  fills a whole image with a colour
+ *   Fill   gives one pixel the background colour
+ *   Paint  does so for a whole image
  */
 #ifndef QUARLO_SRC_PIXELS_H
 #define QUARLO_SRC_PIXELS_H
@@ -35,6 +36,8 @@ struct BytePixel {
     {
         Move(from, from_col, to, to_col);
     }
+
+    static void Fill(uint8* to, sint32 to_col, const uint8* color) { std::memcpy(At(to, to_col), color, Channels); }
 };
 
 struct Pixel8 : BytePixel<1> {
@@ -77,6 +80,9 @@ struct Pixel1 {
     {
         if (!IsSet(from, from_col)) Clear(to, to_col);
     }
+
+    /* The background is a pattern of bytes: the pixel takes its bit of it. */
+    static void Fill(uint8* to, sint32 to_col, const uint8* color) { Move(color, to_col & 7, to, to_col); }
 
     static void Paint(const BitmapRec& bitmap, const uint8* color) { Pixel8::Paint(bitmap, color); }
 };

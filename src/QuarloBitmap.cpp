@@ -34,9 +34,19 @@
 #include "BitmapProcessing.h"
 #include "Numbers.h"
 #include "Pixels.h"
+#include "kernels/Kernels.h"
 
 static constexpr sint32 kFrame = 8;       /* pixels of border on each side of the enlarged source */
 static constexpr sint32 kSpareSteps = 10; /* entries of an angle table beyond the farthest output pixel */
+static constexpr sint32 kPlainSteps = 8;  /* steps that are drawn without a kernel where little is proved */
+static constexpr sint32 kRowsAhead = 4; /* output rows after which the pixels that are prefetched will be wanted */
+
+/* For what is done once a pixel: the walks call it from several places, which compilers take as a reason not to. */
+#if defined(__GNUC__)
+#define INLINED inline __attribute__((always_inline))
+#else
+#define INLINED inline
+#endif
 
 /* ======== The enlarged source ======== */
 
@@ -69,6 +79,15 @@ static void EnlargeBitRow(const uint8* source, sint32 biWidth, sint32 width_exte
         for (sint32 k = 0; k < width_extend; ++k) Pixel1::Set(row, first + biWidth + k);
 }
 
+/* Whether a record can hold an image enlarged by so many columns and rows on each side. */
+static bool CanEnlarge(const BitmapRec& source, sint32 width_extend, sint32 height_extend)
+{
+    const int64_t biWidth = int64_t{source.biWidth} + 2 * int64_t{width_extend};
+    const int64_t biHeight = int64_t{source.biHeight} + 2 * int64_t{height_extend};
+    const int64_t BytesPerLine = (biWidth * source.biBitCount + 7) >> 3;
+    return biWidth <= INT32_MAX && BytesPerLine <= INT32_MAX && BytesPerLine <= INT32_MAX / biHeight;
+}
+
 /*
  * Makes an image larger by width_extend columns on the left and the right and by height_extend rows above and below,
  * filled with copies of the source's edge pixels; packed rows.
@@ -79,12 +98,9 @@ static sint32 AddBorderPointToBitmap(BitmapRec* source, sint32 width_extend, sin
     if (width_extend < 1 || height_extend < 1 || source == nullptr || dest == nullptr) return QL_BAD_ARGUMENT;
     sint32 error_code = Bitmap_Check(source);
     if (error_code != QL_SUCCESS) return error_code;
-
-    const int64_t biWidth = int64_t{source->biWidth} + 2 * int64_t{width_extend};
-    const int64_t biHeight = int64_t{source->biHeight} + 2 * int64_t{height_extend};
-    if (biWidth > INT32_MAX || biHeight > INT32_MAX) return QL_OUT_OF_MEMORY;
-    error_code =
-        Bitmap_New(&bitmap, static_cast<sint32>(biWidth), static_cast<sint32>(biHeight), source->biBitCount, 0);
+    if (!CanEnlarge(*source, width_extend, height_extend)) return QL_OUT_OF_MEMORY;
+    error_code = Bitmap_New(&bitmap, source->biWidth + 2 * width_extend, source->biHeight + 2 * height_extend,
+                            source->biBitCount, 0);
     if (error_code != QL_SUCCESS) return error_code;
 
     if (bitmap.biBitCount == 1) std::memset(bitmap.buffer, 0, static_cast<size_t>(bitmap.bfSize));
@@ -108,51 +124,90 @@ static sint32 AddBorderPointToBitmap(BitmapRec* source, sint32 width_extend, sin
     return QL_SUCCESS;
 }
 
-/* ======== Samplers ======== */
+/* ======== Where samples come from ======== */
 
-/* Where samples come from. Coordinates are those of the source without its border. */
-struct SampleSourceRec {
-    const BitmapRec* padded;
+/*
+ * Two ways to read the source with its border, by the coordinates it has without: from the enlarged copy, or from the
+ * source itself, where a neighbour beyond an edge is the edge pixel.
+ */
+struct EnlargedSource {
+    const BitmapRec* bitmap;
+
+    const uint8* Row(sint32 y) const { return bitmap->ScanLine[y + kFrame]; }
+    static sint32 Column(sint32 x) { return x + kFrame; }
+};
+
+struct ClampedSource {
+    const BitmapRec* bitmap;
+
+    static sint32 Clamp(sint32 at, sint32 size) { return at < 0 ? 0 : at < size ? at : size - 1; }
+    const uint8* Row(sint32 y) const { return bitmap->ScanLine[Clamp(y, bitmap->biHeight)]; }
+    sint32 Column(sint32 x) const { return Clamp(x, bitmap->biWidth); }
+};
+
+/* The part of the source that is the page. */
+struct PageRec {
     const RowSeckRec* mask;
     PointRec center;
 
-    /* Whether a point lies inside the page; the spans are trusted to lie inside the source. */
-    bool Holds(sint32 x, sint32 y) const
+    /* The spans are trusted to lie inside the source. */
+    INLINED bool Holds(PointRec p) const
     {
-        return x >= 0 && y >= 0 && mask->top <= y && y <= mask->bottom && mask->seck[y].left <= x &&
-               x <= mask->seck[y].right;
+        return p.x >= 0 && p.y >= 0 && mask->top <= p.y && p.y <= mask->bottom && mask->seck[p.y].left <= p.x &&
+               p.x <= mask->seck[p.y].right;
     }
-
-    const uint8* Line(sint32 y) const { return padded->ScanLine[y + kFrame]; }
 };
+
+/* ======== Samplers ======== */
+
+/*
+ * A sampler says which source pixel belongs to a pair of table sums, for the forward and for the mirrored pixel, and
+ * draws either pixel if that lies inside the page. `before` and `after` tell how far around it reads.
+ */
 
 /*
  * Nearest neighbour. The offset from the pivot is truncated, not the point itself, so that every sample is rounded
  * toward the pivot.
  */
-template <class Pixel>
+template <class PixelFormat>
 struct Nearby {
-    typedef Pixel Format;
+    typedef PixelFormat Pixel;
+    static constexpr sint32 before = 0;
+    static constexpr sint32 after = 0;
 
-    explicit Nearby(const SampleSourceRec& source) : from(source) {}
+    explicit Nearby(const PageRec& of) : page(of) {}
 
-    void Forward(Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED PointRec ForwardPoint(Real64 a, Real64 b) const
     {
-        Take(WrapAdd(from.center.x, RealToInteger(a)), WrapAdd(from.center.y, RealToInteger(b)), line, col);
+        return {WrapAdd(page.center.x, RealToInteger(a)), WrapAdd(page.center.y, RealToInteger(b))};
     }
 
-    void Mirrored(Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED PointRec MirroredPoint(Real64 a, Real64 b) const
     {
-        Take(WrapSubtract(from.center.x, RealToInteger(a)), WrapSubtract(from.center.y, RealToInteger(b)), line,
-             col);
+        return {WrapSubtract(page.center.x, RealToInteger(a)), WrapSubtract(page.center.y, RealToInteger(b))};
     }
 
-    void Take(sint32 x, sint32 y, uint8* line, sint32 col)
+    template <class Source>
+    INLINED bool Forward(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
     {
-        if (from.Holds(x, y)) Pixel::Show(from.Line(y), x + kFrame, line, col);
+        return Take(source, ForwardPoint(a, b), line, col);
     }
 
-    SampleSourceRec from;
+    template <class Source>
+    INLINED bool Mirrored(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
+    {
+        return Take(source, MirroredPoint(a, b), line, col);
+    }
+
+    template <class Source>
+    INLINED bool Take(const Source& source, PointRec p, uint8* line, sint32 col)
+    {
+        if (!page.Holds(p)) return false;
+        Pixel::Show(source.Row(p.y), source.Column(p.x), line, col);
+        return true;
+    }
+
+    PageRec page;
 };
 
 /*
@@ -162,51 +217,51 @@ struct Nearby {
  * pair, so that in the extra row of an even height a mirrored pixel is weighted with the tenths of a forward pixel
  * that is not its own. Results depend on all of it.
  */
-template <class Pixel, class Blend>
+template <class PixelFormat, class Blend>
 struct Tenths {
-    typedef Pixel Format;
+    typedef PixelFormat Pixel;
+    static constexpr sint32 before = Blend::before;
+    static constexpr sint32 after = Blend::after;
 
-    explicit Tenths(const SampleSourceRec& source) : from(source), CalFlag(false), xt(0), yt(0) {}
+    explicit Tenths(const PageRec& of) : page(of), CalFlag(false), xt(0), yt(0) {}
 
-    void Forward(Real64 a, Real64 b, uint8* line, sint32 col)
+    INLINED PointRec ForwardPoint(Real64 a, Real64 b) const
     {
-        CalFlag = false;
-        const Real64 x1 = from.center.x + a;
-        const Real64 y1 = from.center.y + b;
-        const sint32 LeftX = RealToInteger(x1);
-        const sint32 TopY = RealToInteger(y1);
-        if (!Accepts(x1, y1, LeftX, TopY)) return;
-        CalFlag = true;
-        xt = TenthsOf(x1 - LeftX);
-        yt = TenthsOf(y1 - TopY);
-        Blend::template Store<Pixel>(*from.padded, LeftX + kFrame, TopY + kFrame, xt, yt, Pixel::At(line, col));
+        return {Whole(page.center.x + a), Whole(page.center.y + b)};
+    }
+    INLINED PointRec MirroredPoint(Real64 a, Real64 b) const
+    {
+        return {Whole(page.center.x - a), Whole(page.center.y - b)};
     }
 
-    void Mirrored(Real64 a, Real64 b, uint8* line, sint32 col)
+    template <class Source>
+    INLINED bool Forward(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
     {
-        const Real64 x2 = from.center.x - a;
-        const Real64 y2 = from.center.y - b;
-        const sint32 LeftX = RealToInteger(x2);
-        const sint32 TopY = RealToInteger(y2);
-        if (!Accepts(x2, y2, LeftX, TopY)) return;
-        const sint32 right = CalFlag ? 10 - xt : TenthsOf(x2 - LeftX);
-        const sint32 lower = CalFlag ? 10 - yt : TenthsOf(y2 - TopY);
-        Blend::template Store<Pixel>(*from.padded, LeftX + kFrame, TopY + kFrame, right, lower,
-                                     Pixel::At(line, col));
+        const PointRec p = ForwardPoint(a, b);
+        CalFlag = page.Holds(p);
+        if (!CalFlag) return false;
+        xt = TenthsOf(page.center.x + a - p.x);
+        yt = TenthsOf(page.center.y + b - p.y);
+        Blend::template Store<Pixel>(source, p, xt, yt, Pixel::At(line, col));
+        return true;
     }
 
+    template <class Source>
+    INLINED bool Mirrored(const Source& source, Real64 a, Real64 b, uint8* line, sint32 col)
+    {
+        const PointRec p = MirroredPoint(a, b);
+        if (!page.Holds(p)) return false;
+        const sint32 right = CalFlag ? 10 - xt : TenthsOf(page.center.x - a - p.x);
+        const sint32 lower = CalFlag ? 10 - yt : TenthsOf(page.center.y - b - p.y);
+        Blend::template Store<Pixel>(source, p, right, lower, Pixel::At(line, col));
+        return true;
+    }
+
+    /* Only the top-left neighbour has to lie inside the page. A point just left of column 0, or NaN, does not. */
+    static sint32 Whole(Real64 coordinate) { return coordinate >= 0.0 ? RealToInteger(coordinate) : -1; }
     static sint32 TenthsOf(Real64 fraction) { return static_cast<sint32>(fraction * 10.0); }
 
-    /*
-     * Only the top-left neighbour has to lie inside the page. A point just left of column 0 is outside, though it
-     * truncates to 0.
-     */
-    bool Accepts(Real64 x, Real64 y, sint32 LeftX, sint32 TopY) const
-    {
-        return x >= 0.0 && y >= 0.0 && from.Holds(LeftX, TopY);
-    }
-
-    SampleSourceRec from;
+    PageRec page;
     bool CalFlag;
     sint32 xt; /* tenths of the last accepted forward point: the weight of its right neighbour */
     sint32 yt; /* and of its lower one */
@@ -217,18 +272,21 @@ struct Tenths {
  * the three blends rounds by itself.
  */
 struct Bilinear {
-    static constexpr sint32 reach = 1; /* pixels that it reads right of and below the accepted one */
+    static constexpr sint32 before = 0;
+    static constexpr sint32 after = 1;
 
-    template <class Pixel>
-    static void Store(const BitmapRec& padded, sint32 LeftX, sint32 TopY, sint32 right, sint32 lower, uint8* to)
+    template <class Pixel, class Source>
+    INLINED static void Store(const Source& source, PointRec p, sint32 right, sint32 lower, uint8* to)
     {
         const sint32* LeftShare = ByteTable[10 - right];
         const sint32* RightShare = ByteTable[right];
-        const uint8* top = Pixel::At(padded.ScanLine[TopY], LeftX);
-        const uint8* bottom = Pixel::At(padded.ScanLine[TopY + 1], LeftX);
+        const sint32 LeftX = source.Column(p.x);
+        const sint32 RightX = source.Column(p.x + 1);
+        const uint8* top = source.Row(p.y);
+        const uint8* bottom = source.Row(p.y + 1);
         for (sint32 k = 0; k < Pixel::channels; ++k) {
-            const sint32 BiTop = LeftShare[top[k]] + RightShare[top[k + Pixel::channels]];
-            const sint32 BiBotm = LeftShare[bottom[k]] + RightShare[bottom[k + Pixel::channels]];
+            const sint32 BiTop = LeftShare[Pixel::At(top, LeftX)[k]] + RightShare[Pixel::At(top, RightX)[k]];
+            const sint32 BiBotm = LeftShare[Pixel::At(bottom, LeftX)[k]] + RightShare[Pixel::At(bottom, RightX)[k]];
             to[k] = static_cast<uint8>(ByteTable[10 - lower][BiTop] + ByteTable[lower][BiBotm]);
         }
     }
@@ -239,19 +297,23 @@ struct Bilinear {
  * are shifted, not rounded, and not clamped before the second pass.
  */
 struct Cubic {
-    static constexpr sint32 reach = 2;
+    static constexpr sint32 before = 1;
+    static constexpr sint32 after = 2;
 
-    template <class Pixel>
-    static void Store(const BitmapRec& padded, sint32 LeftX, sint32 TopY, sint32 right, sint32 lower, uint8* to)
+    template <class Pixel, class Source>
+    INLINED static void Store(const Source& source, PointRec p, sint32 right, sint32 lower, uint8* to)
     {
         const sint32* bcs = bulic[right];
         const sint32* bct = bulic[lower];
+        const sint32 cx[4] = {source.Column(p.x - 1), source.Column(p.x), source.Column(p.x + 1),
+                              source.Column(p.x + 2)};
+        const uint8* const row[4] = {source.Row(p.y - 1), source.Row(p.y), source.Row(p.y + 1),
+                                     source.Row(p.y + 2)};
         for (sint32 k = 0; k < Pixel::channels; ++k) {
             sint32 sum = 0;
             for (sint32 i = 0; i < 4; ++i) {
-                const uint8* p = Pixel::At(padded.ScanLine[TopY - 1 + i], LeftX - 1) + k;
                 sint32 row_sum = 0;
-                for (sint32 j = 0; j < 4; ++j) row_sum += p[j * Pixel::channels] * bcs[j];
+                for (sint32 j = 0; j < 4; ++j) row_sum += Pixel::At(row[i], cx[j])[k] * bcs[j];
                 sum += bct[i] * (row_sum >> 10);
             }
             if (sum < 0) sum = 0;
@@ -301,68 +363,252 @@ static sint32 AngleTables_New(AngleTablesRec* tables, Real64 angle, sint32 t)
     return QL_SUCCESS;
 }
 
+/*
+ * Whether source columns change by at most one from pixel to pixel, whatever rounding does: below 2^25 five roundings
+ * add up to less than 2^-24, so that is the least that the cosine must fall short of 1.
+ */
+static bool IsSteady(const AngleTablesRec& tables, const BitmapRec& source, const BitmapRec& output)
+{
+    const sint32 limit = 1 << 24;
+    return tables.Cos[1] <= 1.0 - 1.0 / limit && source.biWidth <= limit && source.biHeight <= limit &&
+           output.biWidth <= limit && output.biHeight <= limit;
+}
+
+/*
+ * Whether the rows lie one behind the other in the image's block, each at least as long as a vector; then no vector that
+ * starts in one row reaches beyond the next. Records may be made by hand, with rows anywhere.
+ */
+static bool AreRowsJoined(const BitmapRec& bitmap)
+{
+    const sint32 longest_vector = 64;
+    const uint8* row = bitmap.buffer;
+    bool joined = bitmap.BytesPerLine >= longest_vector;
+    for (sint32 y = 0; y < bitmap.biHeight && joined; ++y, row += bitmap.BytesPerLine)
+        joined = bitmap.ScanLine[y] == row;
+    return joined;
+}
+
 /* The output pixel that the pivot lands on. */
 static PointRec CenterOf(sint32 biWidth, sint32 biHeight) { return {(biWidth - 1) >> 1, (biHeight - 1) >> 1}; }
 
 /*
- * Walks the output from its centre outwards, four pixels a step: h columns and v rows off the centre in all four
- * combinations of signs. An even size has one column more on the right and one row more at the end, which have no
- * mirror.
+ * Walks the output from its centre outwards, two streams of pixels at a time: the forward one to the right, and in the
+ * mirror row the mirrored one to the left. An even size has one column more on the right and one row more at the end,
+ * which have no mirror.
+ *
+ * A row and its mirror row are drawn by two pairs of streams, one after the other. Streams of both pairs meet in the
+ * centre row and the centre column only, and there on the very same source point; so it makes no difference whether
+ * the second pair follows the first step by step or as a whole.
  */
-/* NOLINTBEGIN(clang-analyzer-core.UndefinedBinaryOperatorResult): the analyzer does not see the tables filled */
-template <class Sampler>
-static void WalkOutput(Sampler sampler, const BitmapRec& bitmap, const AngleTablesRec& tables)
-{
-    const PointRec DestCenter = CenterOf(bitmap.biWidth, bitmap.biHeight);
-    const bool WidthFlag = bitmap.biWidth % 2 == 0;
-    const bool HeightFlag = bitmap.biHeight % 2 == 0;
-    const Real64* Cos = tables.Cos;
-    const Real64* Sin = tables.Sin;
-    const sint32 last_col = bitmap.biWidth - 1;
+template <class Sampler, class Source>
+struct Walk {
+    typedef typename Sampler::Pixel Pixel;
 
-    for (sint32 v = 0; v <= DestCenter.y; ++v) {
-        uint8* line1 = bitmap.ScanLine[DestCenter.y + v];
-        uint8* line2 = bitmap.ScanLine[DestCenter.y - v];
+    Sampler sampler;
+    Source source;
+    const BitmapRec& bitmap;
+    const AngleTablesRec& tables;
+    const uint8* color;            /* for pixels outside the page; null where the output is painted before */
+    const RotateKernelRec* kernel; /* for pieces that are proved to lie inside; null to go without */
+    PointRec DestCenter;
+    bool steady; /* source columns are sure to change by at most one a step */
+    bool joined; /* the source's rows follow each other in one block */
+
+    /* Two streams from the centre column outwards, and what the tables' entries of the row add to their points. */
+    struct Pair {
+        uint8* forward_line;
+        uint8* mirrored_line;
+        Real64 across;
+        Real64 down;
+        sint32 ahead; /* source rows that the forward stream moves by in a few output rows, about */
+    };
+
+    /* NOLINTBEGIN(clang-analyzer-core.UndefinedBinaryOperatorResult): it does not see the tables filled */
+    Real64 Across(const Pair& pair, sint32 h) const { return tables.Cos[h] + pair.across; }
+    Real64 Down(const Pair& pair, sint32 h) const { return pair.down - tables.Sin[h]; }
+    /* NOLINTEND(clang-analyzer-core.UndefinedBinaryOperatorResult) */
+
+    void Leave(uint8* line, sint32 col) const
+    {
+        if (color != nullptr) Pixel::Fill(line, col, color);
+    }
+
+    INLINED void DrawForward(const Pair& pair, sint32 h)
+    {
+        const sint32 col = DestCenter.x + h;
+        if (!sampler.Forward(source, Across(pair, h), Down(pair, h), pair.forward_line, col))
+            Leave(pair.forward_line, col);
+    }
+
+    INLINED void DrawMirrored(const Pair& pair, sint32 h)
+    {
+        const sint32 col = DestCenter.x - h;
+        if (!sampler.Mirrored(source, Across(pair, h), Down(pair, h), pair.mirrored_line, col))
+            Leave(pair.mirrored_line, col);
+    }
+
+    /* Works on copies: the compiler has to expect that a pixel is written into anything it can reach by a pointer. */
+    void DrawPlain(Pair pair, sint32 h, sint32 num)
+    {
+        Walk walk = *this;
+        for (const sint32 end = h + num; h < end; ++h) {
+            walk.DrawForward(pair, h);
+            walk.DrawMirrored(pair, h);
+        }
+        sampler = walk.sampler;
+    }
+
+    /*
+     * With a kernel, a stretch from h on is proved to lie on the page, as long as possible, and drawn by it; where not
+     * even the first point is proved, or only little is left, a few steps are drawn without.
+     */
+    void DrawPair(const Pair& pair, sint32* proved)
+    {
+        const sint32 steps = DestCenter.x + 1;
+        if (kernel == nullptr) return DrawPlain(pair, 0, steps);
+        for (sint32 h = 0; h < steps;) {
+            const sint32 left = steps - h;
+            const sint32 num = left > kPlainSteps ? ProvedSteps(pair, h, left, h == 0 ? *proved : kPlainSteps) : 0;
+            if (h == 0) *proved = num;
+            DrawByKernel(pair, h, num);
+            h += num;
+            if (num >= kPlainSteps) continue;
+            const sint32 plain = steps - h < kPlainSteps ? steps - h : kPlainSteps;
+            DrawPlain(pair, h, plain);
+            h += plain;
+        }
+    }
+
+    /*
+     * The largest number of steps from h on, up to `most`, that can be proved. What holds for a stretch holds for a
+     * shorter one, so this is a search between what is proved and what is not; the guess is mostly right or nearly so.
+     */
+    sint32 ProvedSteps(const Pair& pair, sint32 h, sint32 most, sint32 guess) const
+    {
+        sint32 proved = 0;
+        sint32 unproved = most + 1;
+        for (sint32 stride = 1; proved + 1 < unproved; stride = stride < most ? 2 * stride : most) {
+            if (guess <= proved || guess >= unproved) guess = proved + (unproved - proved) / 2;
+            if (IsProved(pair, h, guess)) {
+                proved = guess;
+                guess += stride < unproved - guess ? stride : 0;
+            } else {
+                unproved = guess;
+                guess -= stride;
+            }
+        }
+        return proved;
+    }
+
+    /*
+     * Tables, sums and truncation are monotone, so that the points of a stream lie within the box of its end points.
+     */
+    bool IsProved(const Pair& pair, sint32 h, sint32 num) const
+    {
+        const Real64 a1 = Across(pair, h);
+        const Real64 b1 = Down(pair, h);
+        const Real64 a2 = Across(pair, h + num - 1);
+        const Real64 b2 = Down(pair, h + num - 1);
+        return HoldsBox(sampler.ForwardPoint(a1, b1), sampler.ForwardPoint(a2, b2), 0, kernel->overrun) &&
+               HoldsBox(sampler.MirroredPoint(a1, b1), sampler.MirroredPoint(a2, b2), kernel->overrun, 0);
+    }
+
+    /*
+     * Whether all points of the box with corners p and q lie on the page, and whether all pixels that are read for
+     * them, so many columns more on the left and the right among them, lie in the source.
+     */
+    bool HoldsBox(PointRec p, PointRec q, sint32 left_overrun, sint32 right_overrun) const
+    {
+        const BitmapRec& image = *source.bitmap;
+        const RowSeckRec& mask = *sampler.page.mask;
+        const sint32 left = p.x < q.x ? p.x : q.x;
+        const sint32 right = p.x < q.x ? q.x : p.x;
+        const sint32 top = p.y < q.y ? p.y : q.y;
+        const sint32 bottom = p.y < q.y ? q.y : p.y;
+        if (left < Sampler::before || right >= image.biWidth - Sampler::after) return false;
+        if (top < Sampler::before || bottom >= image.biHeight - Sampler::after) return false;
+        /* What a vector reads beyond one row it may take from the next, if there is one. */
+        const bool row_before = joined && top > Sampler::before;
+        const bool row_after = joined && bottom < image.biHeight - Sampler::after - 1;
+        if (left < Sampler::before + left_overrun && !row_before) return false;
+        if (right >= image.biWidth - Sampler::after - right_overrun && !row_after) return false;
+        if (top < mask.top || bottom > mask.bottom) return false;
+        sint32 widest_left = INT32_MIN;
+        sint32 least_right = INT32_MAX;
+        for (sint32 y = top; y <= bottom; ++y) {
+            widest_left = mask.seck[y].left > widest_left ? mask.seck[y].left : widest_left;
+            least_right = mask.seck[y].right < least_right ? mask.seck[y].right : least_right;
+        }
+        return widest_left <= left && right <= least_right;
+    }
+
+    void DrawByKernel(const Pair& pair, sint32 h, sint32 num) const
+    {
+        for (const sint32 end = h + num; h < end; h += kPieceSteps) {
+            const RotatePieceRec piece = {source.bitmap,
+                                          sampler.page.center,
+                                          tables.Cos + h,
+                                          tables.Sin + h,
+                                          tables.Cos[1],
+                                          tables.Sin[1],
+                                          steady,
+                                          pair.across,
+                                          pair.down,
+                                          end - h < kPieceSteps ? end - h : kPieceSteps,
+                                          pair.forward_line,
+                                          pair.mirrored_line,
+                                          DestCenter.x + h,
+                                          DestCenter.x - h,
+                                          bitmap.biWidth,
+                                          pair.ahead};
+            kernel->RotatePiece(piece);
+        }
+    }
+
+    void DrawOutput()
+    {
+        const bool WidthFlag = bitmap.biWidth % 2 == 0;
+        const bool HeightFlag = bitmap.biHeight % 2 == 0;
+        const sint32 extra = DestCenter.x + 1; /* the step of the extra column */
+        const sint32 ahead = tables.Cos[1] < 0.0 ? -kRowsAhead : kRowsAhead;
+        sint32 proved[2] = {extra, extra};
+        for (sint32 v = 0; v <= DestCenter.y; ++v) {
+            uint8* line1 = bitmap.ScanLine[DestCenter.y + v];
+            uint8* line2 = bitmap.ScanLine[DestCenter.y - v];
+            const Pair first = {line1, line2, tables.Sin[v], tables.Cos[v], ahead};
+            const Pair second = {line2, line1, -tables.Sin[v], -tables.Cos[v], -ahead};
+            DrawPair(first, &proved[0]);
+            DrawPair(second, &proved[1]);
+            if (!WidthFlag) continue;
+            DrawForward(first, extra);
+            DrawForward(second, extra);
+        }
+
+        if (!HeightFlag) return;
+        const sint32 v = DestCenter.y + 1;
+        uint8* line1 = bitmap.ScanLine[bitmap.biHeight - 1];
+        const Pair first = {line1, nullptr, tables.Sin[v], tables.Cos[v], 0};
+        const Pair second = {nullptr, line1, -tables.Sin[v], -tables.Cos[v], 0};
         for (sint32 h = 0; h <= DestCenter.x; ++h) {
-            const sint32 right = DestCenter.x + h;
-            const sint32 left = DestCenter.x - h;
-            Real64 a = Cos[h] + Sin[v];
-            Real64 b = Cos[v] - Sin[h];
-            sampler.Forward(a, b, line1, right);
-            sampler.Mirrored(a, b, line2, left);
-            a = Cos[h] - Sin[v];
-            b = -Sin[h] - Cos[v];
-            sampler.Forward(a, b, line2, right);
-            sampler.Mirrored(a, b, line1, left);
+            DrawForward(first, h);
+            DrawMirrored(second, h);
         }
-        if (WidthFlag) {
-            const sint32 h = DestCenter.x + 1;
-            sampler.Forward(Cos[h] + Sin[v], Cos[v] - Sin[h], line1, last_col);
-            sampler.Forward(Cos[h] - Sin[v], -Sin[h] - Cos[v], line2, last_col);
-        }
+        if (WidthFlag) DrawForward(first, extra);
     }
-
-    if (!HeightFlag) return;
-    const sint32 v = DestCenter.y + 1;
-    uint8* line1 = bitmap.ScanLine[bitmap.biHeight - 1];
-    for (sint32 h = 0; h <= DestCenter.x; ++h) {
-        sampler.Forward(Cos[h] + Sin[v], Cos[v] - Sin[h], line1, DestCenter.x + h);
-        sampler.Mirrored(Cos[h] - Sin[v], -Sin[h] - Cos[v], line1, DestCenter.x - h);
-    }
-    const sint32 h = DestCenter.x + 1;
-    if (WidthFlag) sampler.Forward(Cos[h] + Sin[v], Cos[v] - Sin[h], line1, last_col);
-}
-
-/* NOLINTEND(clang-analyzer-core.UndefinedBinaryOperatorResult) */
+};
 
 /* ======== The seven rotations ======== */
 
-/* Makes the output, paints it and walks it. `source` is the enlarged one; everything else is in its own terms. */
-template <class Sampler>
-static sint32 RotatePic(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
-                        PointRec SourceCenter, sint32 biWidth, sint32 biHeight, uint8* color)
+/*
+ * Makes the output and walks it. Without a kernel it is painted before; with one, only what no sample covers gets the
+ * colour, except at 1 bit, where samples show through the paint.
+ */
+template <class Sampler, class Source>
+static sint32 RotateSource(const Source& source, BitmapRec* dest, const RowSeckRec* RowSeck, Real64 angle,
+                           PointRec SourceCenter, sint32 biWidth, sint32 biHeight, const uint8* color,
+                           const RotateKernelRec* kernel)
 {
-    typedef typename Sampler::Format Pixel;
+    typedef typename Sampler::Pixel Pixel;
     BitmapRec bitmap = null_bitmap;
     AngleTablesRec tables = null_angle_tables;
     sint32 error_code = Bitmap_New(&bitmap, biWidth, biHeight, Pixel::bits, 0);
@@ -375,11 +621,40 @@ static sint32 RotatePic(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck,
         Bitmap_Done(&bitmap);
         return error_code;
     }
-    Pixel::Paint(bitmap, color);
-    WalkOutput(Sampler(SampleSourceRec{source, RowSeck, SourceCenter}), bitmap, tables);
+    const bool painted = kernel == nullptr || Pixel::bits == 1;
+    if (painted) Pixel::Paint(bitmap, color);
+    Walk<Sampler, Source> walk = {Sampler(PageRec{RowSeck, SourceCenter}),
+                                  source,
+                                  bitmap,
+                                  tables,
+                                  painted ? nullptr : color,
+                                  kernel,
+                                  DestCenter,
+                                  IsSteady(tables, *source.bitmap, bitmap),
+                                  kernel != nullptr && AreRowsJoined(*source.bitmap)};
+    walk.DrawOutput();
     AngleTables_Done(&tables);
     *dest = bitmap;
     return QL_SUCCESS;
+}
+
+/* `source` is the enlarged one; everything else is in terms of the source without its border. */
+template <class Sampler>
+static sint32 RotatePic(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
+                        PointRec SourceCenter, sint32 biWidth, sint32 biHeight, uint8* color)
+{
+    return RotateSource<Sampler>(EnlargedSource{source}, dest, RowSeck, angle, SourceCenter, biWidth, biHeight,
+                                 color, nullptr);
+}
+
+/* The same from the source itself, without a border and with a kernel. */
+template <class Sampler>
+static sint32 RotatePicByKernel(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
+                                PointRec SourceCenter, sint32 biWidth, sint32 biHeight, uint8* color,
+                                const RotateKernelRec* kernel)
+{
+    return RotateSource<Sampler>(ClampedSource{source}, dest, RowSeck, angle, SourceCenter, biWidth, biHeight,
+                                 color, kernel);
 }
 
 static sint32 Rotate24bitsPicNearby(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Real64 angle,
@@ -429,24 +704,43 @@ static sint32 Rotate8bitsPicCubic(BitmapRec* source, BitmapRec* dest, RowSeckRec
 /* ======== RotateBitmap ======== */
 
 typedef sint32 (*RotatePicFun)(BitmapRec*, BitmapRec*, RowSeckRec*, Real64, PointRec, sint32, sint32, uint8*);
+typedef sint32 (*RotatePicByKernelFun)(BitmapRec*, BitmapRec*, RowSeckRec*, Real64, PointRec, sint32, sint32,
+                                       uint8*, const RotateKernelRec*);
 
-/* A rotation, and how far beyond an accepted pixel it reads. */
+/* A rotation, plain and with its kernel, and how far beyond an accepted pixel it reads. */
 struct RotationRec {
     RotatePicFun RotatePic;
+    RotatePicByKernelFun RotatePicByKernel;
+    RotateKernelRec RotateKernelsRec::*kernel;
     sint32 reach;
 };
 
 /* One-bit images know nearest neighbour only. */
-static RotationRec RotationOf(sint32 biBitCount, sint32 interpolation)
+static const RotationRec& RotationOf(sint32 biBitCount, sint32 interpolation)
 {
-    static const RotationRec rotations[2][3] = {
-        {{Rotate24bitsPicCubic, Cubic::reach},
-         {Rotate24bitsPicBilinear, Bilinear::reach},
-         {Rotate24bitsPicNearby, 0}},
-        {{Rotate8bitsPicCubic, Cubic::reach}, {Rotate8bitsPicBilinear, Bilinear::reach}, {Rotate8bitsPicNearby, 0}},
+    static constexpr RotationRec rotations[3][3] = {
+        {{Rotate24bitsPicCubic, RotatePicByKernel<Tenths<Pixel24, Cubic>>, &RotateKernelsRec::Cubic24,
+          Cubic::after},
+         {Rotate24bitsPicBilinear, RotatePicByKernel<Tenths<Pixel24, Bilinear>>, &RotateKernelsRec::Bilinear24,
+          Bilinear::after},
+         {Rotate24bitsPicNearby, RotatePicByKernel<Nearby<Pixel24>>, &RotateKernelsRec::Nearby24, 0}},
+        {{Rotate8bitsPicCubic, RotatePicByKernel<Tenths<Pixel8, Cubic>>, &RotateKernelsRec::Cubic8, Cubic::after},
+         {Rotate8bitsPicBilinear, RotatePicByKernel<Tenths<Pixel8, Bilinear>>, &RotateKernelsRec::Bilinear8,
+          Bilinear::after},
+         {Rotate8bitsPicNearby, RotatePicByKernel<Nearby<Pixel8>>, &RotateKernelsRec::Nearby8, 0}},
+        {{Rotate1bitsPicNearby, RotatePicByKernel<Nearby<Pixel1>>, &RotateKernelsRec::Nearby1, 0}},
     };
-    if (biBitCount == 1) return {Rotate1bitsPicNearby, 0};
+    if (biBitCount == 1) return rotations[2][0];
     return rotations[biBitCount == 24 ? 0 : 1][interpolation - 1];
+}
+
+/* The kernel that serves a rotation, or null: at 1 bit a kernel takes 64 pixels at a time. */
+static const RotateKernelRec* KernelFor(const RotationRec& rotation, const BitmapRec& source, sint32 biWidth)
+{
+    const KernelsRec* kernels = KernelsOf(ChosenLevel());
+    if (kernels == nullptr) return nullptr;
+    if (source.biBitCount == 1 && (source.biWidth < 64 || biWidth < 64)) return nullptr;
+    return &(kernels->rotate.*rotation.kernel);
 }
 
 /*
@@ -492,16 +786,23 @@ sint32 RotateBitmap(BitmapRec* source, BitmapRec* dest, RowSeckRec* RowSeck, Rea
     if (error_code != QL_SUCCESS) return error_code;
     error_code = CheckRotation(*source, *RowSeck, SourceCenter, biWidth, biHeight, interpolation);
     if (error_code != QL_SUCCESS) return error_code;
-    error_code = AddBorderPointToBitmap(source, kFrame, kFrame, &bitmap);
+
+    const RotationRec& rotation = RotationOf(source->biBitCount, interpolation);
+    const RotateKernelRec* kernel = KernelFor(rotation, *source, biWidth);
+    if (kernel == nullptr)
+        error_code = AddBorderPointToBitmap(source, kFrame, kFrame, &bitmap);
+    else if (!CanEnlarge(*source, kFrame, kFrame)) /* refused at every level alike */
+        error_code = QL_OUT_OF_MEMORY;
     if (error_code != QL_SUCCESS) return error_code;
 
-    const RotationRec rotation = RotationOf(bitmap.biBitCount, interpolation);
     RowSeckRec mask = null_row_seck;
-    const sint32 last_col = bitmap.biWidth - kFrame - 1 - rotation.reach;
+    const sint32 last_col = source->biWidth + kFrame - 1 - rotation.reach;
     error_code = LimitSpans(*RowSeck, last_col, &mask);
     /* What goes wrong inside a rotation is not passed on: callers see 0 and an untouched dest. */
-    if (error_code == QL_SUCCESS)
+    if (error_code == QL_SUCCESS && kernel == nullptr)
         rotation.RotatePic(&bitmap, dest, &mask, angle, SourceCenter, biWidth, biHeight, color);
+    else if (error_code == QL_SUCCESS)
+        rotation.RotatePicByKernel(source, dest, &mask, angle, SourceCenter, biWidth, biHeight, color, kernel);
     if (mask.seck != RowSeck->seck) std::free(mask.seck);
     Bitmap_Done(&bitmap);
     return error_code;

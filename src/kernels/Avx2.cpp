@@ -9,6 +9,7 @@
 
 #include "kernels/Convert.h"
 #include "kernels/Kernels.h"
+#include "kernels/Rotate.h"
 #include "kernels/Turn.h"
 
 namespace
@@ -37,13 +38,92 @@ struct Vec {
     static Bytes LookUp(Bytes table, Bytes index) { return _mm256_shuffle_epi8(table, index); }
 };
 
+/* ---- What rotation needs ---- */
+
+struct RotateVec : Vec {
+    typedef __m256i Words;
+    typedef __m256i Mask;
+    typedef __m256d Reals;
+    typedef __m128i Ints;
+    static constexpr sint32 reals = 4;
+
+    static Bytes Zero() { return _mm256_setzero_si256(); }
+    static Words FillWords(int value) { return _mm256_set1_epi16(static_cast<short>(value)); }
+    static Words UnpackLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }
+    static Words UnpackHigh(Bytes a, Bytes b) { return _mm256_unpackhi_epi8(a, b); }
+    static Words UnpackLowWords(Words a, Words b) { return _mm256_unpacklo_epi16(a, b); }
+    static Words UnpackHighWords(Words a, Words b) { return _mm256_unpackhi_epi16(a, b); }
+    static Bytes PackWords(Words low, Words high) { return _mm256_packus_epi16(low, high); }
+    static Words PackInt32(Words low, Words high) { return _mm256_packs_epi32(low, high); }
+
+    static Words AddWords(Words a, Words b) { return _mm256_add_epi16(a, b); }
+    static Words SubtractWords(Words a, Words b) { return _mm256_sub_epi16(a, b); }
+    static Words MultiplyWords(Words a, Words b) { return _mm256_mullo_epi16(a, b); }
+    static Words MultiplyHigh(Words a, Words b) { return _mm256_mulhi_epu16(a, b); }
+    static Words AddInt32(Words a, Words b) { return _mm256_add_epi32(a, b); }
+
+    /* Sums of products of neighbours: bytes times signed bytes to words, words to 32 bits. */
+    static Words MultiplyPairs(Bytes pixels, Bytes weights) { return _mm256_maddubs_epi16(pixels, weights); }
+    static Words MultiplyWordPairs(Words a, Words b) { return _mm256_madd_epi16(a, b); }
+
+    template <int Bits>
+    static Words ShiftWords(Words v)
+    {
+        return _mm256_srai_epi16(v, Bits);
+    }
+
+    template <int Bits>
+    static Words ShiftInt32(Words v)
+    {
+        return _mm256_srai_epi32(v, Bits);
+    }
+
+    static Mask Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8(a, b); }
+    static Bytes Select(Mask mask, Bytes where, Bytes elsewhere)
+    {
+        return _mm256_blendv_epi8(elsewhere, where, mask);
+    }
+    static Bytes Increment(Bytes v, Mask mask) { return _mm256_sub_epi8(v, mask); }
+    static Bytes FillTable(const uint8* table) { return _mm256_broadcastsi128_si256(Load16(table)); }
+
+    /* The tenths of the steps that the bytes of a vector belong to. */
+    template <sint32 Channels, bool IsMirrored>
+    static Bytes Spread(const uint8* tenths)
+    {
+        if (Channels == 1) {
+            if (!IsMirrored) return Load(tenths);
+            static constexpr SpreadTable<16> back = MakeSpreadTable<16, 1, true>();
+            const Bytes reversed = _mm256_shuffle_epi8(Load(tenths), FillTable(back.entry));
+            return _mm256_permute4x64_epi64(reversed, 0x4E);
+        }
+        static constexpr SpreadTable<32> table = MakeSpreadTable<32, 3, IsMirrored>();
+        return _mm256_shuffle_epi8(FillTable(tenths), Load(table.entry));
+    }
+
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+
+    static Reals LoadReals(const Real64* from) { return _mm256_loadu_pd(from); }
+    static Reals FillReals(Real64 value) { return _mm256_set1_pd(value); }
+    static Reals AddReals(Reals a, Reals b) { return _mm256_add_pd(a, b); }
+    static Reals SubtractReals(Reals a, Reals b) { return _mm256_sub_pd(a, b); }
+    static Reals MultiplyReals(Reals a, Reals b) { return _mm256_mul_pd(a, b); }
+    static Ints Truncate(Reals v) { return _mm256_cvttpd_epi32(v); }
+    static Reals Whole(Reals v) { return _mm256_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
+
+    static void StoreIntsAsBytes(uint8* to, Ints v)
+    {
+        const int bytes = _mm_cvtsi128_si32(_mm_shuffle_epi8(v, _mm_set1_epi32(0x0C080400)));
+        std::memcpy(to, &bytes, sizeof bytes);
+    }
+};
+
 /* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
 
 struct PixelVec : Vec {
     typedef uint32 Mask;
 
     /* 16 bytes into every lane. */
-    static Bytes Repeat(const uint8* from) { return _mm256_broadcastsi128_si256(Lane(from)); }
+    static Bytes Repeat(const uint8* from) { return _mm256_broadcastsi128_si256(Load16(from)); }
     /* 16 bytes into each lane; from one lane to the next they are so many bytes apart. */
     static Bytes LoadLanes(const uint8* from, ptrdiff_t step) { return Lanes(from, from + step); }
     static void StoreLanes(uint8* to, ptrdiff_t step, Bytes v)
@@ -108,10 +188,10 @@ struct PixelVec : Vec {
     static Bytes Pack16(Bytes a, Bytes b) { return _mm256_packus_epi16(a, b); }
 
 private:
-    static __m128i Lane(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
     static Bytes Lanes(const uint8* a, const uint8* b)
     {
-        return _mm256_inserti128_si256(_mm256_castsi128_si256(Lane(a)), Lane(b), 1);
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(a)), Load16(b), 1);
     }
 };
 
@@ -121,6 +201,7 @@ private:
 
 extern const KernelsRec kAvx2Kernels;
 const KernelsRec kAvx2Kernels = {
+    /* rotate */ RotateKernels<RotateVec>(),
     /* convert */ ConvertKernelsOf<PixelVec>(),
     /* turn */ TurnKernelsOf<PixelVec>(),
 };

@@ -28,6 +28,58 @@ Level HighestLevel();
  */
 Level ChosenLevel();
 
+/* ---- Rotation by any angle ---- */
+
+/* Steps of a piece at most. */
+static constexpr sint32 kPieceSteps = 256;
+
+/*
+ * A piece of two streams of output pixels, which run outwards from the middle of an output row and of its mirror row.
+ * At step i, from 0, the forward pixel lies i columns right of forward_col and takes the source point center + (a, b);
+ * the mirrored one lies i columns left of mirrored_col and takes center - (a, b), where
+ *
+ *   a = Cos[i] + across        b = down - Sin[i]
+ *
+ * All points of the piece are proved to lie inside the page, and all pixels that a kernel reads for them inside the
+ * source: the pixels that the interpolation asks for, and `overrun` columns more in the direction of the stream.
+ * A kernel may write ahead of its pixels in the direction of the stream, as far as the output row goes, since those
+ * are written after; and it may read seven entries more of both tables.
+ */
+struct RotatePieceRec {
+    const BitmapRec* source;
+    PointRec center;
+    const Real64* Cos;
+    const Real64* Sin;
+    Real64 CosA; /* what neighbouring entries differ by, nearly */
+    Real64 SinA;
+    bool steady; /* columns are sure to change by at most one a step */
+    Real64 across;
+    Real64 down;
+    sint32 num;
+    uint8* forward_line;
+    uint8* mirrored_line;
+    sint32 forward_col;
+    sint32 mirrored_col;
+    sint32 width; /* of the output */
+    sint32 ahead; /* source rows by which the forward stream will have moved in a few rows' time; for prefetching */
+};
+
+/* At 1 bit the output must be painted before, and only clear pixels are written; both images must be 64 wide. */
+struct RotateKernelRec {
+    void (*RotatePiece)(const RotatePieceRec& piece);
+    sint32 overrun;
+};
+
+struct RotateKernelsRec {
+    RotateKernelRec Nearby1;
+    RotateKernelRec Nearby8;
+    RotateKernelRec Nearby24;
+    RotateKernelRec Bilinear8;
+    RotateKernelRec Bilinear24;
+    RotateKernelRec Cubic8;
+    RotateKernelRec Cubic24;
+};
+
 /* ---- Conversion between depths ---- */
 
 /*
@@ -59,6 +111,7 @@ struct TurnKernelsRec {
 /* ---- A level's set ---- */
 
 struct KernelsRec {
+    RotateKernelsRec rotate;
     ConvertKernelsRec convert;
     TurnKernelsRec turn;
 };

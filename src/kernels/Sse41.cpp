@@ -9,6 +9,7 @@
 
 #include "kernels/Convert.h"
 #include "kernels/Kernels.h"
+#include "kernels/Rotate.h"
 #include "kernels/Turn.h"
 
 namespace
@@ -35,6 +36,75 @@ struct Vec {
 
     /* Looks up each byte, which must be below 16, in a table of 16 bytes that stands in every 16 bytes of `table`. */
     static Bytes LookUp(Bytes table, Bytes index) { return _mm_shuffle_epi8(table, index); }
+};
+
+/* ---- What rotation needs ---- */
+
+struct RotateVec : Vec {
+    typedef __m128i Words;
+    typedef __m128i Mask;
+    typedef __m128d Reals;
+    typedef __m128i Ints; /* two of them */
+    static constexpr sint32 reals = 2;
+
+    static Bytes Zero() { return _mm_setzero_si128(); }
+    static Words FillWords(int value) { return _mm_set1_epi16(static_cast<short>(value)); }
+    static Words UnpackLow(Bytes a, Bytes b) { return _mm_unpacklo_epi8(a, b); }
+    static Words UnpackHigh(Bytes a, Bytes b) { return _mm_unpackhi_epi8(a, b); }
+    static Words UnpackLowWords(Words a, Words b) { return _mm_unpacklo_epi16(a, b); }
+    static Words UnpackHighWords(Words a, Words b) { return _mm_unpackhi_epi16(a, b); }
+    static Bytes PackWords(Words low, Words high) { return _mm_packus_epi16(low, high); }
+    static Words PackInt32(Words low, Words high) { return _mm_packs_epi32(low, high); }
+
+    static Words AddWords(Words a, Words b) { return _mm_add_epi16(a, b); }
+    static Words SubtractWords(Words a, Words b) { return _mm_sub_epi16(a, b); }
+    static Words MultiplyWords(Words a, Words b) { return _mm_mullo_epi16(a, b); }
+    static Words MultiplyHigh(Words a, Words b) { return _mm_mulhi_epu16(a, b); }
+    static Words AddInt32(Words a, Words b) { return _mm_add_epi32(a, b); }
+
+    /* Sums of products of neighbours: bytes times signed bytes to words, words to 32 bits. */
+    static Words MultiplyPairs(Bytes pixels, Bytes weights) { return _mm_maddubs_epi16(pixels, weights); }
+    static Words MultiplyWordPairs(Words a, Words b) { return _mm_madd_epi16(a, b); }
+
+    template <int Bits>
+    static Words ShiftWords(Words v)
+    {
+        return _mm_srai_epi16(v, Bits);
+    }
+
+    template <int Bits>
+    static Words ShiftInt32(Words v)
+    {
+        return _mm_srai_epi32(v, Bits);
+    }
+
+    static Mask Equal(Bytes a, Bytes b) { return _mm_cmpeq_epi8(a, b); }
+    static Bytes Select(Mask mask, Bytes where, Bytes elsewhere) { return _mm_blendv_epi8(elsewhere, where, mask); }
+    static Bytes Increment(Bytes v, Mask mask) { return _mm_sub_epi8(v, mask); }
+    static Bytes FillTable(const uint8* table) { return Load(table); }
+
+    /* The tenths of the steps that the bytes of a vector belong to. */
+    template <sint32 Channels, bool IsMirrored>
+    static Bytes Spread(const uint8* tenths)
+    {
+        static constexpr SpreadTable<16> table = MakeSpreadTable<16, Channels, IsMirrored>();
+        if (Channels == 1 && !IsMirrored) return Load(tenths);
+        return _mm_shuffle_epi8(Load(tenths), Load(table.entry));
+    }
+
+    static Reals LoadReals(const Real64* from) { return _mm_loadu_pd(from); }
+    static Reals FillReals(Real64 value) { return _mm_set1_pd(value); }
+    static Reals AddReals(Reals a, Reals b) { return _mm_add_pd(a, b); }
+    static Reals SubtractReals(Reals a, Reals b) { return _mm_sub_pd(a, b); }
+    static Reals MultiplyReals(Reals a, Reals b) { return _mm_mul_pd(a, b); }
+    static Ints Truncate(Reals v) { return _mm_cvttpd_epi32(v); }
+    static Reals Whole(Reals v) { return _mm_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
+
+    static void StoreIntsAsBytes(uint8* to, Ints v)
+    {
+        const uint16 bytes = static_cast<uint16>(_mm_extract_epi16(_mm_shuffle_epi8(v, _mm_set1_epi16(0x0400)), 0));
+        std::memcpy(to, &bytes, sizeof bytes);
+    }
 };
 
 /* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
@@ -104,6 +174,7 @@ struct PixelVec : Vec {
 
 extern const KernelsRec kSse41Kernels;
 const KernelsRec kSse41Kernels = {
+    /* rotate */ RotateKernels<RotateVec>(),
     /* convert */ ConvertKernelsOf<PixelVec>(),
     /* turn */ TurnKernelsOf<PixelVec>(),
 };

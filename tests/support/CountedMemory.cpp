@@ -1,5 +1,7 @@
 #include "support/CountedMemory.h"
 
+#include <malloc.h>
+
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_realloc(void* block, size_t size);
@@ -27,6 +29,15 @@ bool Admit(size_t size)
     return false;
 }
 
+/* Counts a block in, or out with a sign of -1. */
+void CountBlock(void* block, int sign)
+{
+    if (!armed || block == nullptr) return;
+    counts.live += sign;
+    counts.bytes += sign * static_cast<long>(malloc_usable_size(block));
+    if (counts.bytes > counts.peak) counts.peak = counts.bytes;
+}
+
 } // namespace
 
 void memory::Arm(int n)
@@ -46,20 +57,21 @@ void* __wrap_malloc(size_t size)
 {
     if (!Admit(size)) return nullptr;
     void* block = __real_malloc(size);
-    if (armed && block != nullptr) ++counts.live;
+    CountBlock(block, 1);
     return block;
 }
 
 void* __wrap_realloc(void* block, size_t size)
 {
     if (!Admit(size)) return nullptr;
+    CountBlock(block, -1);
     void* moved = __real_realloc(block, size);
-    if (armed && block == nullptr && moved != nullptr) ++counts.live;
+    CountBlock(moved, 1);
     return moved;
 }
 
 void __wrap_free(void* block)
 {
-    if (armed && block != nullptr) --counts.live;
+    CountBlock(block, -1);
     __real_free(block);
 }

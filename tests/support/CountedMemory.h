@@ -17,6 +17,8 @@ struct Counts {
     bool failed = false;
     long live = 0;      /* blocks allocated less blocks freed since Arm */
     size_t largest = 0; /* bytes of the largest request since Arm */
+    long bytes = 0;     /* in those blocks, as the system rounds them */
+    long peak = 0;      /* the most that `bytes` has been */
 };
 
 /* From here on the n-th allocation fails; 0: none does. */
