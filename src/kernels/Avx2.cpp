@@ -153,7 +153,6 @@ struct PixelVec : Vec {
     static Bytes Xor(Bytes a, Bytes b) { return _mm256_xor_si256(a, b); }
     /* Bytes of a where the mask has 255, of b where it has 0. */
     static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm256_blendv_epi8(b, a, mask); }
-    static Bytes SubtractSigned(Bytes a, Bytes b) { return _mm256_subs_epi8(a, b); }
 
     /* The first or the last halves of every lane, in turn from a and from b. */
     static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }

@@ -175,7 +175,6 @@ struct PixelVec : Vec {
     static Bytes Xor(Bytes a, Bytes b) { return _mm512_xor_si512(a, b); }
     /* Bytes of a where the mask has 255, of b where it has 0. */
     static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm512_ternarylogic_epi32(mask, a, b, 0xCA); }
-    static Bytes SubtractSigned(Bytes a, Bytes b) { return _mm512_subs_epi8(a, b); }
 
     /* The first or the last halves of every lane, in turn from a and from b. */
     static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm512_unpacklo_epi8(a, b); }

@@ -18,13 +18,13 @@
  * rounding; one instruction multiplies by a fraction of 2^15 and rounds half up. That this is exact for every byte is
  * asserted below.
  *
- * Tone curve. A look-up takes an index from 0 to 15, so the curve is 16 tables. It gives 0 for an index with the highest
- * bit set and ignores the next three, so tables 0 to 7 may be added up by exclusive or: table k, stored as its
- * difference to table k - 1, gives nothing as long as value - 16 k is negative. The upper half of the values is done
- * alike with the highest bit inverted.
+ * Tone curve. A look-up takes an index from 0 to 15, so that a table of 256 would need sixteen. But over 16 values the
+ * curve is nearly straight: it is the start of a line, plus its slope times the last four bits of the value, rounded, or
+ * one more than that. Which of both is a table of 256 bits, 32 bytes, two look-ups. Made by the compiler from the curve
+ * itself, and asserted to be no more than a bit.
  *
- * Threshold after the curve. The curve dips in places, so that no limit on the sum says which colours are white. A table
- * of 256 bits does, made for each row from curve and threshold: 32 bytes, two look-ups.
+ * Threshold after the curve. The curve dips in places, so that no limit on the sum says which colours are white. Another
+ * table of 256 bits does, made for each row from curve and threshold.
  */
 #ifndef QUARLO_SRC_KERNELS_CONVERT_H
 #define QUARLO_SRC_KERNELS_CONVERT_H
@@ -117,27 +117,26 @@ constexpr sint32 kGreenFraction = 2884;
 constexpr sint32 kBlueFraction = 24117;
 
 /* Whether whole * value + the rounded product with the fraction is the table's entry for every byte. */
-constexpr bool IsTable(sint32 whole, sint32 fraction, sint32 thousandths)
+constexpr bool IsTable(const sint32* table, sint32 whole, sint32 fraction)
 {
     for (sint32 value = 0; value < 256; ++value)
-        if (whole * value + ((value * fraction + 0x4000) >> 15) != (value * thousandths * 1024 + 500) / 1000)
-            return false;
+        if (table[value] != whole * value + ((value * fraction + 0x4000) >> 15)) return false;
     return true;
 }
-static_assert(IsTable(2 * 128 + 50, kRedFraction, 299), "RedToGrayTable");
-static_assert(IsTable(5 * 128 - 39, kGreenFraction, 587), "GreenToGrayTable");
-static_assert(IsTable(1 * 128 - 12, kBlueFraction, 114), "BlueToGrayTable");
+static_assert(IsTable(RedToGrayTable, 2 * 128 + 50, kRedFraction));
+static_assert(IsTable(GreenToGrayTable, 5 * 128 - 39, kGreenFraction));
+static_assert(IsTable(BlueToGrayTable, 1 * 128 - 12, kBlueFraction));
 
 /* The weighted sums, shifted right by 10, of half a vector's pixels as 16-bit numbers. */
 template <class V>
-inline typename V::Bytes WeightedSums(typename V::Bytes blue_green, typename V::Bytes red)
+inline typename V::Bytes WeightedSums(typename V::Bytes green_red, typename V::Bytes blue)
 {
-    const typename V::Bytes blue = V::And(blue_green, V::Fill16(255));
-    const typename V::Bytes green = V::template ShiftRight16<8>(blue_green);
+    const typename V::Bytes green = V::And(green_red, V::Fill16(255));
+    const typename V::Bytes red = V::template ShiftRight16<8>(green_red);
 
-    const typename V::Bytes coarse = V::Add16(V::MultiplyPairs(blue_green, V::FillPairs(1, 5)), V::Add16(red, red));
+    const typename V::Bytes coarse = V::Add16(V::MultiplyPairs(green_red, V::FillPairs(5, 2)), blue);
     const typename V::Bytes whole =
-        V::Add16(V::MultiplyPairs(blue_green, V::FillPairs(-12, -39)), V::Multiply16(red, V::Fill16(50)));
+        V::Add16(V::MultiplyPairs(green_red, V::FillPairs(-39, 50)), V::Multiply16(blue, V::Fill16(-12)));
     const typename V::Bytes fractions = V::Add16(V::MultiplyFraction(red, V::Fill16(kRedFraction)),
                                                  V::Add16(V::MultiplyFraction(green, V::Fill16(kGreenFraction)),
                                                           V::MultiplyFraction(blue, V::Fill16(kBlueFraction))));
@@ -152,79 +151,99 @@ inline typename V::Bytes LoadSums(const uint8* from)
     const ColorVectors<V> colors = LoadColors<V>(from);
     const typename V::Bytes zero = V::Fill(0);
     return V::Pack16(
-        WeightedSums<V>(V::InterleaveLow(colors.blue, colors.green), V::InterleaveLow(colors.red, zero)),
-        WeightedSums<V>(V::InterleaveHigh(colors.blue, colors.green), V::InterleaveHigh(colors.red, zero)));
+        WeightedSums<V>(V::InterleaveLow(colors.green, colors.red), V::InterleaveLow(colors.blue, zero)),
+        WeightedSums<V>(V::InterleaveHigh(colors.green, colors.red), V::InterleaveHigh(colors.blue, zero)));
 }
 
-/* The tone curve as 16 tables, as the head of this file tells. */
-template <class V>
-class Curve
-{
-public:
-    Curve()
-    {
-        for (sint32 k = 0; k < 16; ++k) {
-            uint8 difference[16];
-            for (sint32 p = 0; p < 16; ++p) {
-                const sint32 before = k % 8 == 0 ? 0 : GrayChangeTable[16 * k - 16 + p];
-                difference[p] = static_cast<uint8>(GrayChangeTable[16 * k + p] ^ before);
-            }
-            tables[k] = V::Repeat(difference);
-        }
-    }
-
-    typename V::Bytes Of(typename V::Bytes sums) const
-    {
-        return V::Xor(OfHalf(tables, sums), OfHalf(tables + 8, V::Xor(sums, V::Fill(128))));
-    }
-
-private:
-    static typename V::Bytes OfHalf(const typename V::Bytes* half, typename V::Bytes sums)
-    {
-        typename V::Bytes gray = V::LookUp(half[0], sums);
-        for (sint32 k = 1; k < 8; ++k) {
-            sums = V::SubtractSigned(sums, V::Fill(16));
-            gray = V::Xor(gray, V::LookUp(half[k], sums));
-        }
-        return gray;
-    }
-
-    typename V::Bytes tables[16];
+/* A bit for each sum, the lowest of a byte first. */
+struct BitsOfSums {
+    uint8 bytes[32];
 };
 
-/* Which sums are white: a bit each, the lowest of a byte first. */
+/* Whether the bit of each sum is set: 255 or 0. */
 template <class V>
-class WhiteSums
+inline typename V::Bytes IsSet(const BitsOfSums& bits, typename V::Bytes sums)
 {
-public:
-    explicit WhiteSums(uint8 DividingValue)
-    {
-        uint8 gray[256];
-        for (sint32 sum = 0; sum < 256; ++sum) gray[sum] = static_cast<uint8>(GrayChangeTable[sum]);
-        uint8 bits[32];
-        for (sint32 sum = 0; sum < 256; sum += V::size) {
-            const typename V::Mask mask =
-                V::HighestBits(HighestBitIfAbove<V>(V::Load(gray + sum), V::Fill(DividingValue)));
-            std::memcpy(bits + sum / 8, &mask, sizeof mask);
-        }
-        lower = V::Repeat(bits);
-        upper = V::Repeat(bits + 16);
-    }
+    const typename V::Bytes half = V::And(sums, V::Fill(128));
+    const typename V::Bytes index = V::Or(V::And(V::template ShiftRight16<3>(sums), V::Fill(15)), half);
+    const typename V::Bytes eight = V::Or(V::LookUp(V::Repeat(bits.bytes), index),
+                                          V::LookUp(V::Repeat(bits.bytes + 16), V::Xor(index, V::Fill(128))));
+    const typename V::Bytes bit = V::LookUp(V::Repeat(kLowestFirst.at), V::And(sums, V::Fill(7)));
+    return V::Equal(V::And(eight, bit), bit);
+}
 
-    /* The highest bit of each byte says whether that sum is white. */
-    typename V::Bytes Of(typename V::Bytes sums) const
-    {
-        const typename V::Bytes half = V::And(sums, V::Fill(128));
-        const typename V::Bytes index = V::Or(V::And(V::template ShiftRight16<3>(sums), V::Fill(15)), half);
-        const typename V::Bytes eight =
-            V::Or(V::LookUp(lower, index), V::LookUp(upper, V::Xor(index, V::Fill(128))));
-        const typename V::Bytes bit = V::LookUp(V::Repeat(kLowestFirst.at), V::And(sums, V::Fill(7)));
-        return V::Equal(V::And(eight, bit), bit);
-    }
+/* ---- Tone curve ---- */
 
-private:
-    typename V::Bytes lower, upper;
+/* The lines: gray at their start, and slope in 32nds. */
+constexpr Pattern kStart = {{0, 4, 12, 22, 33, 47, 61, 77, 93, 111, 129, 148, 168, 189, 211, 232}};
+constexpr Pattern kSlope = {{8, 15, 19, 23, 28, 28, 31, 31, 34, 34, 36, 40, 42, 42, 42, 48}};
+
+constexpr sint32 AboveLine(sint32 sum)
+{
+    return GrayChangeTable[sum] - ((32 * kStart.at[sum >> 4] + kSlope.at[sum >> 4] * (sum & 15) + 16) >> 5);
+}
+
+/* The sums whose gray is one more than their line's. */
+constexpr BitsOfSums SumsAboveLines()
+{
+    BitsOfSums sums = {};
+    for (sint32 sum = 0; sum < 256; ++sum)
+        sums.bytes[sum >> 3] = static_cast<uint8>(sums.bytes[sum >> 3] | AboveLine(sum) << (sum & 7));
+    return sums;
+}
+
+constexpr bool IsAtMostOneAboveLines()
+{
+    for (sint32 sum = 0; sum < 256; ++sum)
+        if (AboveLine(sum) != 0 && AboveLine(sum) != 1) return false;
+    return true;
+}
+static_assert(IsAtMostOneAboveLines());
+
+constexpr BitsOfSums kAboveLines = SumsAboveLines();
+
+/* Start and slope share a product: the one counts 32 times, the other as often as the last bits of the sum say. */
+template <class V>
+inline typename V::Bytes GrayOfSums(typename V::Bytes sums)
+{
+    const typename V::Bytes line = V::And(V::template ShiftRight16<4>(sums), V::Fill(15));
+    const typename V::Bytes start = V::LookUp(V::Repeat(kStart.at), line);
+    const typename V::Bytes slope = V::LookUp(V::Repeat(kSlope.at), line);
+    const typename V::Bytes place = V::And(sums, V::Fill(15));
+    const typename V::Bytes once = V::Fill(32);
+    const typename V::Bytes low = V::MultiplyPairs(V::InterleaveLow(start, slope), V::InterleaveLow(once, place));
+    const typename V::Bytes high =
+        V::MultiplyPairs(V::InterleaveHigh(start, slope), V::InterleaveHigh(once, place));
+    const typename V::Bytes a_32nd = V::Fill16(0x8000 / 32);
+    const typename V::Bytes gray = V::Pack16(V::MultiplyFraction(low, a_32nd), V::MultiplyFraction(high, a_32nd));
+    return V::Subtract(gray, IsSet<V>(kAboveLines, sums));
+}
+
+/* The curve as bytes, and the sums that are white behind it. */
+struct CurveBytes {
+    uint8 gray[256];
 };
+
+constexpr CurveBytes BytesOfCurve()
+{
+    CurveBytes curve = {};
+    for (sint32 sum = 0; sum < 256; ++sum) curve.gray[sum] = static_cast<uint8>(GrayChangeTable[sum]);
+    return curve;
+}
+
+constexpr CurveBytes kCurve = BytesOfCurve();
+
+template <class V>
+BitsOfSums WhiteSums(uint8 DividingValue)
+{
+    BitsOfSums white;
+    for (sint32 sum = 0; sum < 256; sum += V::size) {
+        const typename V::Mask mask =
+            V::HighestBits(HighestBitIfAbove<V>(V::Load(kCurve.gray + sum), V::Fill(DividingValue)));
+        std::memcpy(white.bytes + sum / 8, &mask, sizeof mask);
+    }
+    return white;
+}
 
 /* ---- The six conversions: what a block of V::size pixels becomes ---- */
 
@@ -269,10 +288,10 @@ template <class V>
 struct ColorToBW {
     static constexpr sint32 from_bits = 24;
     static constexpr sint32 to_bits = 1;
-    explicit ColorToBW(uint8 DividingValue) : white(DividingValue) {}
-    void Block(const uint8* from, uint8* to) const { StoreHighestBits<V>(to, white.Of(LoadSums<V>(from))); }
+    explicit ColorToBW(uint8 DividingValue) : white(WhiteSums<V>(DividingValue)) {}
+    void Block(const uint8* from, uint8* to) const { StoreHighestBits<V>(to, IsSet<V>(white, LoadSums<V>(from))); }
 
-    WhiteSums<V> white;
+    BitsOfSums white;
 };
 
 template <class V>
@@ -280,9 +299,7 @@ struct ColorToGray {
     static constexpr sint32 from_bits = 24;
     static constexpr sint32 to_bits = 8;
     explicit ColorToGray(uint8) {}
-    void Block(const uint8* from, uint8* to) const { V::Store(to, curve.Of(LoadSums<V>(from))); }
-
-    Curve<V> curve;
+    void Block(const uint8* from, uint8* to) const { V::Store(to, GrayOfSums<V>(LoadSums<V>(from))); }
 };
 
 /* ---- A row ---- */
