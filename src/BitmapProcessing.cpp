@@ -24,6 +24,7 @@
 #include "BitmapConversionTable.h"
 #include "Numbers.h"
 #include "Pixels.h"
+#include "kernels/Kernels.h"
 
 /* Bytes that every pixel block has beyond its last row, for readers that take several bytes at a time. */
 static constexpr sint32 kSpareBytes = 16;
@@ -259,17 +260,46 @@ static bool WritePalette(FILE* file, const BitmapRec& bitmap)
     return true;
 }
 
+/* Rows with their padding, gathered to be written many at a time. */
+class RowBlock
+{
+public:
+    explicit RowBlock(FILE* stream) : file(stream), used(0) {}
+
+    bool Append(const uint8* row, size_t size, size_t padding)
+    {
+        if (size + padding > sizeof bytes - used && !Flush()) return false;
+        if (size + padding > sizeof bytes) return WriteBytes(file, row, size) && WriteBytes(file, kZeros, padding);
+        std::memcpy(bytes + used, row, size);
+        std::memcpy(bytes + used + size, kZeros, padding);
+        used += size + padding;
+        return true;
+    }
+
+    bool Flush()
+    {
+        const bool written = WriteBytes(file, bytes, used);
+        used = 0;
+        return written;
+    }
+
+private:
+    static constexpr uint8 kZeros[4] = {0, 0, 0, 0};
+
+    FILE* file;
+    size_t used;
+    uint8 bytes[1 << 16];
+};
+
 static bool WritePixels(FILE* file, const BitmapRec& bitmap)
 {
     const size_t padding = static_cast<size_t>(RowPadding(bitmap));
     if (padding == 0) return WriteBytes(file, bitmap.buffer, static_cast<size_t>(bitmap.bfSize));
 
-    const uint8 zeros[4] = {0, 0, 0, 0};
-    for (sint32 row = 0; row < bitmap.biHeight; ++row) {
-        if (!WriteBytes(file, bitmap.ScanLine[row], static_cast<size_t>(bitmap.BytesPerLine))) return false;
-        if (!WriteBytes(file, zeros, padding)) return false;
-    }
-    return true;
+    RowBlock block(file);
+    for (sint32 row = 0; row < bitmap.biHeight; ++row)
+        if (!block.Append(bitmap.ScanLine[row], static_cast<size_t>(bitmap.BytesPerLine), padding)) return false;
+    return block.Flush();
 }
 
 sint32 SaveBitmapToFile(QL_Bitmap p_bitmap, sint8* image_name)
@@ -339,11 +369,37 @@ struct WriteColor {
 };
 
 template <class Read, class Write>
-static void ConvertPixels(const BitmapRec& source, const BitmapRec& dest, uint8 DividingValue)
+static void ConvertRow(const uint8* from, uint8* to, sint32 num, uint8 DividingValue)
 {
-    for (sint32 row = 0; row < source.biHeight; ++row)
-        for (sint32 col = 0; col < source.biWidth; ++col)
-            Write::Pixel(dest.ScanLine[row], col, Read::Gray(source.ScanLine[row], col), DividingValue);
+    for (sint32 col = 0; col < num; ++col) Write::Pixel(to, col, Read::Gray(from, col), DividingValue);
+}
+
+/* How a row is converted to the depth of Write: by the kernel of the level that this call takes, or pixel by pixel. */
+template <class Read, class Write>
+static ConvertRowFun RowConversion(ConvertRowFun ConvertKernelsRec::*kernel)
+{
+    const KernelsRec* kernels = KernelsOf(ChosenLevel());
+    if (kernels == nullptr || kernels->convert.*kernel == nullptr) return ConvertRow<Read, Write>;
+    return kernels->convert.*kernel;
+}
+
+/* Each target depth has two others as sources. */
+static ConvertRowFun RowConversionTo(WriteBW, sint32 from_bits)
+{
+    if (from_bits == 8) return RowConversion<ReadGray, WriteBW>(&ConvertKernelsRec::GrayToBW);
+    return RowConversion<ReadColor, WriteBW>(&ConvertKernelsRec::ColorToBW);
+}
+
+static ConvertRowFun RowConversionTo(WriteGray, sint32 from_bits)
+{
+    if (from_bits == 1) return RowConversion<ReadBit, WriteGray>(&ConvertKernelsRec::BWToGray);
+    return RowConversion<ReadColor, WriteGray>(&ConvertKernelsRec::ColorToGray);
+}
+
+static ConvertRowFun RowConversionTo(WriteColor, sint32 from_bits)
+{
+    if (from_bits == 1) return RowConversion<ReadBit, WriteColor>(&ConvertKernelsRec::BWToColor);
+    return RowConversion<ReadGray, WriteColor>(&ConvertKernelsRec::GrayToColor);
 }
 
 template <class Write>
@@ -357,12 +413,9 @@ static sint32 ConvertDepth(QL_Bitmap p_source, QL_Bitmap p_dest, uint8 DividingV
     BitmapRec bitmap = null_bitmap;
     error_code = Bitmap_New(&bitmap, p_source->biWidth, p_source->biHeight, Write::bits, AlignmentOf(*p_source));
     if (error_code != QL_SUCCESS) return error_code;
-    if (p_source->biBitCount == 1)
-        ConvertPixels<ReadBit, Write>(*p_source, bitmap, DividingValue);
-    else if (p_source->biBitCount == 8)
-        ConvertPixels<ReadGray, Write>(*p_source, bitmap, DividingValue);
-    else
-        ConvertPixels<ReadColor, Write>(*p_source, bitmap, DividingValue);
+    const ConvertRowFun convert = RowConversionTo(Write(), p_source->biBitCount);
+    for (sint32 row = 0; row < bitmap.biHeight; ++row)
+        convert(p_source->ScanLine[row], bitmap.ScanLine[row], bitmap.biWidth, DividingValue);
     *p_dest = bitmap;
     return QL_SUCCESS;
 }

@@ -3,11 +3,16 @@
  */
 #include <immintrin.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
+#include "kernels/Convert.h"
 #include "kernels/Kernels.h"
 #include "kernels/Rotate.h"
 #include "kernels/Scan.h"
+#include "kernels/Turn.h"
+#include "kernels/Vec32.h"
 
 namespace
 {
@@ -41,56 +46,11 @@ struct Vec {
  * Vectors of 32 bytes: runs are too short for more. What the level gives is eight reals at once, and masks.
  */
 
-struct RotateVec {
-    typedef __m256i Bytes;
-    typedef __m256i Words;
+struct RotateVec : vec32::RotateVec {
     typedef __mmask32 Mask;
     typedef __m512d Reals;
     typedef __m256i Ints;
-    static constexpr sint32 size = 32;
     static constexpr sint32 reals = 8;
-
-    static Bytes Load(const uint8* from) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)); }
-    static void Store(uint8* to, Bytes v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), v); }
-    static Bytes Fill(uint8 value) { return _mm256_set1_epi8(static_cast<char>(value)); }
-
-    static Bytes Min(Bytes a, Bytes b) { return _mm256_min_epu8(a, b); }
-    static Bytes Add(Bytes a, Bytes b) { return _mm256_add_epi8(a, b); }
-    static Bytes Subtract(Bytes a, Bytes b) { return _mm256_sub_epi8(a, b); }
-    static Bytes AddSaturated(Bytes a, Bytes b) { return _mm256_adds_epu8(a, b); }
-
-    /* Looks up each byte, which must be below 16, in a table of 16 bytes that stands in every 16 bytes of `table`. */
-    static Bytes LookUp(Bytes table, Bytes index) { return _mm256_shuffle_epi8(table, index); }
-    static Bytes Zero() { return _mm256_setzero_si256(); }
-    static Words FillWords(int value) { return _mm256_set1_epi16(static_cast<short>(value)); }
-    static Words UnpackLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }
-    static Words UnpackHigh(Bytes a, Bytes b) { return _mm256_unpackhi_epi8(a, b); }
-    static Words UnpackLowWords(Words a, Words b) { return _mm256_unpacklo_epi16(a, b); }
-    static Words UnpackHighWords(Words a, Words b) { return _mm256_unpackhi_epi16(a, b); }
-    static Bytes PackWords(Words low, Words high) { return _mm256_packus_epi16(low, high); }
-    static Words PackInt32(Words low, Words high) { return _mm256_packs_epi32(low, high); }
-
-    static Words AddWords(Words a, Words b) { return _mm256_add_epi16(a, b); }
-    static Words SubtractWords(Words a, Words b) { return _mm256_sub_epi16(a, b); }
-    static Words MultiplyWords(Words a, Words b) { return _mm256_mullo_epi16(a, b); }
-    static Words MultiplyHigh(Words a, Words b) { return _mm256_mulhi_epu16(a, b); }
-    static Words AddInt32(Words a, Words b) { return _mm256_add_epi32(a, b); }
-
-    /* Sums of products of neighbours: bytes times signed bytes to words, words to 32 bits. */
-    static Words MultiplyPairs(Bytes pixels, Bytes weights) { return _mm256_maddubs_epi16(pixels, weights); }
-    static Words MultiplyWordPairs(Words a, Words b) { return _mm256_madd_epi16(a, b); }
-
-    template <int Bits>
-    static Words ShiftWords(Words v)
-    {
-        return _mm256_srai_epi16(v, Bits);
-    }
-
-    template <int Bits>
-    static Words ShiftInt32(Words v)
-    {
-        return _mm256_srai_epi32(v, Bits);
-    }
 
     static Mask Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8_mask(a, b); }
     static Bytes Select(Mask mask, Bytes where, Bytes elsewhere)
@@ -98,23 +58,6 @@ struct RotateVec {
         return _mm256_mask_blend_epi8(mask, elsewhere, where);
     }
     static Bytes Increment(Bytes v, Mask mask) { return _mm256_mask_add_epi8(v, mask, v, _mm256_set1_epi8(1)); }
-    static Bytes FillTable(const uint8* table) { return _mm256_broadcastsi128_si256(Load16(table)); }
-
-    /* The tenths of the steps that the bytes of a vector belong to. */
-    template <sint32 Channels, bool IsMirrored>
-    static Bytes Spread(const uint8* tenths)
-    {
-        if (Channels == 1) {
-            if (!IsMirrored) return Load(tenths);
-            static constexpr SpreadTable<16> back = MakeSpreadTable<16, 1, true>();
-            const Bytes reversed = _mm256_shuffle_epi8(Load(tenths), FillTable(back.entry));
-            return _mm256_permute4x64_epi64(reversed, 0x4E);
-        }
-        static constexpr SpreadTable<32> table = MakeSpreadTable<32, 3, IsMirrored>();
-        return _mm256_shuffle_epi8(FillTable(tenths), Load(table.entry));
-    }
-
-    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
 
     static Reals LoadReals(const Real64* from) { return _mm512_loadu_pd(from); }
     static Reals FillReals(Real64 value) { return _mm512_set1_pd(value); }
@@ -170,6 +113,92 @@ struct ScanVec : Vec {
     static Bytes PackSigned(Bytes a, Bytes b) { return _mm512_packs_epi16(a, b); }
 };
 
+/* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
+
+struct PixelVec : Vec {
+    typedef uint64_t Mask;
+
+    /* 16 bytes into every lane. */
+    static Bytes Repeat(const uint8* from) { return _mm512_broadcast_i32x4(Load16(from)); }
+    /* 16 bytes into each lane; from one lane to the next they are so many bytes apart. */
+    static Bytes LoadLanes(const uint8* from, ptrdiff_t step)
+    {
+        return Lanes(from, from + step, from + 2 * step, from + 3 * step);
+    }
+    static void StoreLanes(uint8* to, ptrdiff_t step, Bytes v)
+    {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm512_castsi512_si128(v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + step), _mm512_extracti32x4_epi32(v, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 2 * step), _mm512_extracti32x4_epi32(v, 2));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + 3 * step), _mm512_extracti32x4_epi32(v, 3));
+    }
+    /* The same at an offset from rows[0], rows[16], and so on. */
+    static Bytes LoadRows(const uint8* const* rows, ptrdiff_t offset)
+    {
+        return Lanes(rows[0] + offset, rows[16] + offset, rows[32] + offset, rows[48] + offset);
+    }
+
+    /* Each of size / 8 bytes eight times. */
+    static Bytes LoadEightfold(const uint8* from)
+    {
+        long long bytes;
+        std::memcpy(&bytes, from, sizeof bytes);
+        return _mm512_shuffle_epi8(_mm512_set1_epi64(bytes),
+                                   _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505,
+                                                    0x0404040404040404, 0x0303030303030303, 0x0202020202020202,
+                                                    0x0101010101010101, 0));
+    }
+
+    /* The highest bit of each byte, that of the first one lowest. */
+    static Mask HighestBits(Bytes v) { return _mm512_movepi8_mask(v); }
+    static Bytes Equal(Bytes a, Bytes b) { return _mm512_movm_epi8(_mm512_cmpeq_epi8_mask(a, b)); }
+    static Bytes Xor(Bytes a, Bytes b) { return _mm512_xor_si512(a, b); }
+    /* Bytes of a where the mask has 255, of b where it has 0. */
+    static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm512_ternarylogic_epi32(mask, a, b, 0xCA); }
+
+    /* The first or the last halves of every lane, in turn from a and from b. */
+    static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm512_unpacklo_epi8(a, b); }
+    static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm512_unpackhi_epi8(a, b); }
+    static Bytes Reverse(Bytes v)
+    {
+        const __m128i reversed = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+        const __m512i lanes_reversed = _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(reversed));
+        return _mm512_shuffle_i32x4(lanes_reversed, lanes_reversed, 0x1B);
+    }
+
+    static Bytes Fill16(sint32 value) { return _mm512_set1_epi16(static_cast<short>(value)); }
+    static Bytes FillPairs(sint32 first, sint32 second) { return Fill16((first & 255) | second * 256); }
+    static Bytes Add16(Bytes a, Bytes b) { return _mm512_add_epi16(a, b); }
+    static Bytes Multiply16(Bytes a, Bytes b) { return _mm512_mullo_epi16(a, b); }
+    /* a * b / 2^15, rounded half up. */
+    static Bytes MultiplyFraction(Bytes a, Bytes b) { return _mm512_mulhrs_epi16(a, b); }
+    /* The sums of two neighbouring bytes of a, each times a signed byte of b. */
+    static Bytes MultiplyPairs(Bytes a, Bytes b) { return _mm512_maddubs_epi16(a, b); }
+    template <int bits>
+    static Bytes ShiftRight16(Bytes v)
+    {
+        return _mm512_srli_epi16(v, bits);
+    }
+    static Bytes ShiftRightBy(Bytes v, sint32 bits) { return _mm512_srl_epi16(v, _mm_cvtsi32_si128(bits)); }
+    static Bytes ShiftLeftBy(Bytes v, sint32 bits) { return _mm512_sll_epi16(v, _mm_cvtsi32_si128(bits)); }
+    template <int bits>
+    static Bytes ShiftRightSigned16(Bytes v)
+    {
+        return _mm512_srai_epi16(v, bits);
+    }
+    /* Numbers from 0 to 255 as bytes: the first half of every lane from a, the last from b. */
+    static Bytes Pack16(Bytes a, Bytes b) { return _mm512_packus_epi16(a, b); }
+
+private:
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+    static Bytes Lanes(const uint8* a, const uint8* b, const uint8* c, const uint8* d)
+    {
+        const __m256i ab = _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(a)), Load16(b), 1);
+        const __m256i cd = _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(c)), Load16(d), 1);
+        return _mm512_inserti64x4(_mm512_castsi256_si512(ab), cd, 1);
+    }
+};
+
 } // namespace
 
 /* ---- The set ---- */
@@ -177,8 +206,7 @@ struct ScanVec : Vec {
 extern const KernelsRec kAvx512Kernels;
 const KernelsRec kAvx512Kernels = {
     /* rotate */ RotateKernels<RotateVec>(),
-    /* convert */ {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr},
-    /* turn */
-    {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
+    /* convert */ ConvertKernelsOf<PixelVec>(),
+    /* turn */ TurnKernelsOf<PixelVec>(),
     /* scan */ {kDotScans<Dots1>, kDotScans<Dots8<ScanVec>>, kDotScans<Dots24<ScanVec>>},
 };

@@ -3,11 +3,15 @@
  */
 #include <immintrin.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
+#include "kernels/Convert.h"
 #include "kernels/Kernels.h"
 #include "kernels/Rotate.h"
 #include "kernels/Scan.h"
+#include "kernels/Turn.h"
 
 namespace
 {
@@ -139,6 +143,66 @@ struct ScanVec : Vec {
     static Bytes PackSigned(Bytes a, Bytes b) { return _mm_packs_epi16(a, b); }
 };
 
+/* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
+
+struct PixelVec : Vec {
+    typedef uint16 Mask;
+
+    /* 16 bytes into every lane. */
+    static Bytes Repeat(const uint8* from) { return Load(from); }
+    /* 16 bytes into each lane; from one lane to the next they are so many bytes apart. */
+    static Bytes LoadLanes(const uint8* from, ptrdiff_t) { return Load(from); }
+    static void StoreLanes(uint8* to, ptrdiff_t, Bytes v) { Store(to, v); }
+    /* The same at an offset from rows[0], rows[16], and so on. */
+    static Bytes LoadRows(const uint8* const* rows, ptrdiff_t offset) { return Load(rows[0] + offset); }
+
+    /* Each of size / 8 bytes eight times. */
+    static Bytes LoadEightfold(const uint8* from)
+    {
+        uint16 bytes;
+        std::memcpy(&bytes, from, sizeof bytes);
+        return _mm_shuffle_epi8(_mm_cvtsi32_si128(bytes), _mm_setr_epi32(0, 0, 0x01010101, 0x01010101));
+    }
+
+    /* The highest bit of each byte, that of the first one lowest. */
+    static Mask HighestBits(Bytes v) { return static_cast<Mask>(_mm_movemask_epi8(v)); }
+    static Bytes Equal(Bytes a, Bytes b) { return _mm_cmpeq_epi8(a, b); }
+    static Bytes Xor(Bytes a, Bytes b) { return _mm_xor_si128(a, b); }
+    /* Bytes of a where the mask has 255, of b where it has 0. */
+    static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm_blendv_epi8(b, a, mask); }
+
+    /* The first or the last halves of every lane, in turn from a and from b. */
+    static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm_unpacklo_epi8(a, b); }
+    static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm_unpackhi_epi8(a, b); }
+    static Bytes Reverse(Bytes v)
+    {
+        return _mm_shuffle_epi8(v, _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0));
+    }
+
+    static Bytes Fill16(sint32 value) { return _mm_set1_epi16(static_cast<short>(value)); }
+    static Bytes FillPairs(sint32 first, sint32 second) { return Fill16((first & 255) | second * 256); }
+    static Bytes Add16(Bytes a, Bytes b) { return _mm_add_epi16(a, b); }
+    static Bytes Multiply16(Bytes a, Bytes b) { return _mm_mullo_epi16(a, b); }
+    /* a * b / 2^15, rounded half up. */
+    static Bytes MultiplyFraction(Bytes a, Bytes b) { return _mm_mulhrs_epi16(a, b); }
+    /* The sums of two neighbouring bytes of a, each times a signed byte of b. */
+    static Bytes MultiplyPairs(Bytes a, Bytes b) { return _mm_maddubs_epi16(a, b); }
+    template <int bits>
+    static Bytes ShiftRight16(Bytes v)
+    {
+        return _mm_srli_epi16(v, bits);
+    }
+    static Bytes ShiftRightBy(Bytes v, sint32 bits) { return _mm_srl_epi16(v, _mm_cvtsi32_si128(bits)); }
+    static Bytes ShiftLeftBy(Bytes v, sint32 bits) { return _mm_sll_epi16(v, _mm_cvtsi32_si128(bits)); }
+    template <int bits>
+    static Bytes ShiftRightSigned16(Bytes v)
+    {
+        return _mm_srai_epi16(v, bits);
+    }
+    /* Numbers from 0 to 255 as bytes: the first half of every lane from a, the last from b. */
+    static Bytes Pack16(Bytes a, Bytes b) { return _mm_packus_epi16(a, b); }
+};
+
 } // namespace
 
 /* ---- The set ---- */
@@ -146,8 +210,7 @@ struct ScanVec : Vec {
 extern const KernelsRec kSse41Kernels;
 const KernelsRec kSse41Kernels = {
     /* rotate */ RotateKernels<RotateVec>(),
-    /* convert */ {nullptr, nullptr, nullptr, nullptr, nullptr, nullptr},
-    /* turn */
-    {{nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr}},
+    /* convert */ ConvertKernelsOf<PixelVec>(),
+    /* turn */ TurnKernelsOf<PixelVec>(),
     /* scan */ {kDotScans<Dots1>, kDotScans<Dots8<ScanVec>>, kDotScans<Dots24<ScanVec>>},
 };

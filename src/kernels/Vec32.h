@@ -1,0 +1,246 @@
+/*
+ * Vec32.h - the vocabulary of 32-byte vectors, for AVX2. AVX-512 builds on it where longer vectors do not pay.
+ */
+#ifndef QUARLO_SRC_KERNELS_VEC32_H
+#define QUARLO_SRC_KERNELS_VEC32_H
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "kernels/Convert.h"
+#include "kernels/Kernels.h"
+#include "kernels/Rotate.h"
+#include "kernels/Scan.h"
+#include "kernels/Turn.h"
+
+namespace
+{
+namespace vec32
+{
+
+/* ---- The vocabulary that all methods share ---- */
+
+struct Vec {
+    typedef __m256i Bytes;
+    static constexpr sint32 size = 32;
+
+    static Bytes Load(const uint8* from) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)); }
+    static void Store(uint8* to, Bytes v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), v); }
+    static Bytes Fill(uint8 value) { return _mm256_set1_epi8(static_cast<char>(value)); }
+
+    static Bytes And(Bytes a, Bytes b) { return _mm256_and_si256(a, b); }
+    static Bytes Or(Bytes a, Bytes b) { return _mm256_or_si256(a, b); }
+    static Bytes Min(Bytes a, Bytes b) { return _mm256_min_epu8(a, b); }
+    static Bytes Max(Bytes a, Bytes b) { return _mm256_max_epu8(a, b); }
+    static Bytes Add(Bytes a, Bytes b) { return _mm256_add_epi8(a, b); }
+    static Bytes Subtract(Bytes a, Bytes b) { return _mm256_sub_epi8(a, b); }
+    static Bytes AddSaturated(Bytes a, Bytes b) { return _mm256_adds_epu8(a, b); }
+    static Bytes SubtractSaturated(Bytes a, Bytes b) { return _mm256_subs_epu8(a, b); }
+
+    /* Looks up each byte, which must be below 16, in a table of 16 bytes that stands in every 16 bytes of `table`. */
+    static Bytes LookUp(Bytes table, Bytes index) { return _mm256_shuffle_epi8(table, index); }
+};
+
+/* ---- What rotation needs ---- */
+
+struct RotateVec : Vec {
+    typedef __m256i Words;
+    typedef __m256i Mask;
+    typedef __m256d Reals;
+    typedef __m128i Ints;
+    static constexpr sint32 reals = 4;
+
+    static Bytes Zero() { return _mm256_setzero_si256(); }
+    static Words FillWords(int value) { return _mm256_set1_epi16(static_cast<short>(value)); }
+    static Words UnpackLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }
+    static Words UnpackHigh(Bytes a, Bytes b) { return _mm256_unpackhi_epi8(a, b); }
+    static Words UnpackLowWords(Words a, Words b) { return _mm256_unpacklo_epi16(a, b); }
+    static Words UnpackHighWords(Words a, Words b) { return _mm256_unpackhi_epi16(a, b); }
+    static Bytes PackWords(Words low, Words high) { return _mm256_packus_epi16(low, high); }
+    static Words PackInt32(Words low, Words high) { return _mm256_packs_epi32(low, high); }
+
+    static Words AddWords(Words a, Words b) { return _mm256_add_epi16(a, b); }
+    static Words SubtractWords(Words a, Words b) { return _mm256_sub_epi16(a, b); }
+    static Words MultiplyWords(Words a, Words b) { return _mm256_mullo_epi16(a, b); }
+    static Words MultiplyHigh(Words a, Words b) { return _mm256_mulhi_epu16(a, b); }
+    static Words AddInt32(Words a, Words b) { return _mm256_add_epi32(a, b); }
+
+    /* Sums of products of neighbours: bytes times signed bytes to words, words to 32 bits. */
+    static Words MultiplyPairs(Bytes pixels, Bytes weights) { return _mm256_maddubs_epi16(pixels, weights); }
+    static Words MultiplyWordPairs(Words a, Words b) { return _mm256_madd_epi16(a, b); }
+
+    template <int Bits>
+    static Words ShiftWords(Words v)
+    {
+        return _mm256_srai_epi16(v, Bits);
+    }
+
+    template <int Bits>
+    static Words ShiftInt32(Words v)
+    {
+        return _mm256_srai_epi32(v, Bits);
+    }
+
+    static Mask Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8(a, b); }
+    static Bytes Select(Mask mask, Bytes where, Bytes elsewhere)
+    {
+        return _mm256_blendv_epi8(elsewhere, where, mask);
+    }
+    static Bytes Increment(Bytes v, Mask mask) { return _mm256_sub_epi8(v, mask); }
+    static Bytes FillTable(const uint8* table) { return _mm256_broadcastsi128_si256(Load16(table)); }
+
+    /* The tenths of the steps that the bytes of a vector belong to. */
+    template <sint32 Channels, bool IsMirrored>
+    static Bytes Spread(const uint8* tenths)
+    {
+        if (Channels == 1) {
+            if (!IsMirrored) return Load(tenths);
+            static constexpr SpreadTable<16> back = MakeSpreadTable<16, 1, true>();
+            const Bytes reversed = _mm256_shuffle_epi8(Load(tenths), FillTable(back.entry));
+            return _mm256_permute4x64_epi64(reversed, 0x4E);
+        }
+        static constexpr SpreadTable<32> table = MakeSpreadTable<32, 3, IsMirrored>();
+        return _mm256_shuffle_epi8(FillTable(tenths), Load(table.entry));
+    }
+
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+
+    static Reals LoadReals(const Real64* from) { return _mm256_loadu_pd(from); }
+    static Reals FillReals(Real64 value) { return _mm256_set1_pd(value); }
+    static Reals AddReals(Reals a, Reals b) { return _mm256_add_pd(a, b); }
+    static Reals SubtractReals(Reals a, Reals b) { return _mm256_sub_pd(a, b); }
+    static Reals MultiplyReals(Reals a, Reals b) { return _mm256_mul_pd(a, b); }
+    static Ints Truncate(Reals v) { return _mm256_cvttpd_epi32(v); }
+    static Reals Whole(Reals v) { return _mm256_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
+
+    static void StoreIntsAsBytes(uint8* to, Ints v)
+    {
+        const int bytes = _mm_cvtsi128_si32(_mm_shuffle_epi8(v, _mm_set1_epi32(0x0C080400)));
+        std::memcpy(to, &bytes, sizeof bytes);
+    }
+};
+
+/* ---- What scans need ---- */
+
+struct ScanVec : Vec {
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+
+    /* The same 16 bytes in every 16 bytes of the vector. */
+    static Bytes Repeat(const uint8* bytes) { return _mm256_broadcastsi128_si256(Load16(bytes)); }
+
+    /* 16 bytes out of every 48, for every 16 bytes of the vector. */
+    static Bytes LoadThirds(const uint8* from)
+    {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(from)), Load16(from + 48), 1);
+    }
+
+    /* Looks up each byte by its lower four bits, as LookUp does; 0 where the highest bit is set. */
+    static Bytes Pick(Bytes table, Bytes index) { return _mm256_shuffle_epi8(table, index); }
+
+    static Bytes UpperHalves(Bytes v) { return And(_mm256_srli_epi16(v, 4), Fill(15)); }
+    static Bytes IfZero(Bytes test, Bytes then, Bytes otherwise)
+    {
+        return _mm256_blendv_epi8(otherwise, then, _mm256_cmpeq_epi8(test, _mm256_setzero_si256()));
+    }
+
+    /* Bit k: whether byte k of `set` has the one bit that byte k of `bit` is. */
+    static uint64_t MaskOfHeld(Bytes set, Bytes bit)
+    {
+        return static_cast<uint32>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(And(set, bit), bit)));
+    }
+
+    /* Pairs of bytes: the first less the second, and the second alone, as 16-bit numbers. */
+    static Bytes Differences(Bytes pairs) { return _mm256_maddubs_epi16(pairs, _mm256_set1_epi16(-255)); }
+    static Bytes Seconds(Bytes pairs) { return _mm256_srli_epi16(pairs, 8); }
+
+    /* 16-bit numbers; packing joins two vectors, 16 bytes by 16 bytes, and cuts what no byte can hold. */
+    static Bytes Add16(Bytes a, Bytes b) { return _mm256_add_epi16(a, b); }
+    static Bytes MultiplyHigh(Bytes v, short factor) { return _mm256_mulhi_epi16(v, _mm256_set1_epi16(factor)); }
+    static Bytes Pack(Bytes a, Bytes b) { return _mm256_packus_epi16(a, b); }
+    static Bytes PackSigned(Bytes a, Bytes b) { return _mm256_packs_epi16(a, b); }
+};
+
+/* ---- What conversions and turns need: lanes of 16 bytes, numbers of 16 bits ---- */
+
+struct PixelVec : Vec {
+    typedef uint32 Mask;
+
+    /* 16 bytes into every lane. */
+    static Bytes Repeat(const uint8* from) { return _mm256_broadcastsi128_si256(Load16(from)); }
+    /* 16 bytes into each lane; from one lane to the next they are so many bytes apart. */
+    static Bytes LoadLanes(const uint8* from, ptrdiff_t step) { return Lanes(from, from + step); }
+    static void StoreLanes(uint8* to, ptrdiff_t step, Bytes v)
+    {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + step), _mm256_extracti128_si256(v, 1));
+    }
+    /* The same at an offset from rows[0], rows[16], and so on. */
+    static Bytes LoadRows(const uint8* const* rows, ptrdiff_t offset)
+    {
+        return Lanes(rows[0] + offset, rows[16] + offset);
+    }
+
+    /* Each of size / 8 bytes eight times. */
+    static Bytes LoadEightfold(const uint8* from)
+    {
+        int bytes;
+        std::memcpy(&bytes, from, sizeof bytes);
+        return _mm256_shuffle_epi8(
+            _mm256_set1_epi32(bytes),
+            _mm256_setr_epi32(0, 0, 0x01010101, 0x01010101, 0x02020202, 0x02020202, 0x03030303, 0x03030303));
+    }
+
+    /* The highest bit of each byte, that of the first one lowest. */
+    static Mask HighestBits(Bytes v) { return static_cast<Mask>(_mm256_movemask_epi8(v)); }
+    static Bytes Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8(a, b); }
+    static Bytes Xor(Bytes a, Bytes b) { return _mm256_xor_si256(a, b); }
+    /* Bytes of a where the mask has 255, of b where it has 0. */
+    static Bytes Select(Bytes mask, Bytes a, Bytes b) { return _mm256_blendv_epi8(b, a, mask); }
+
+    /* The first or the last halves of every lane, in turn from a and from b. */
+    static Bytes InterleaveLow(Bytes a, Bytes b) { return _mm256_unpacklo_epi8(a, b); }
+    static Bytes InterleaveHigh(Bytes a, Bytes b) { return _mm256_unpackhi_epi8(a, b); }
+    static Bytes Reverse(Bytes v)
+    {
+        const __m128i reversed = _mm_setr_epi8(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+        return _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, _mm256_broadcastsi128_si256(reversed)), 0x4E);
+    }
+
+    static Bytes Fill16(sint32 value) { return _mm256_set1_epi16(static_cast<short>(value)); }
+    static Bytes FillPairs(sint32 first, sint32 second) { return Fill16((first & 255) | second * 256); }
+    static Bytes Add16(Bytes a, Bytes b) { return _mm256_add_epi16(a, b); }
+    static Bytes Multiply16(Bytes a, Bytes b) { return _mm256_mullo_epi16(a, b); }
+    /* a * b / 2^15, rounded half up. */
+    static Bytes MultiplyFraction(Bytes a, Bytes b) { return _mm256_mulhrs_epi16(a, b); }
+    /* The sums of two neighbouring bytes of a, each times a signed byte of b. */
+    static Bytes MultiplyPairs(Bytes a, Bytes b) { return _mm256_maddubs_epi16(a, b); }
+    template <int bits>
+    static Bytes ShiftRight16(Bytes v)
+    {
+        return _mm256_srli_epi16(v, bits);
+    }
+    static Bytes ShiftRightBy(Bytes v, sint32 bits) { return _mm256_srl_epi16(v, _mm_cvtsi32_si128(bits)); }
+    static Bytes ShiftLeftBy(Bytes v, sint32 bits) { return _mm256_sll_epi16(v, _mm_cvtsi32_si128(bits)); }
+    template <int bits>
+    static Bytes ShiftRightSigned16(Bytes v)
+    {
+        return _mm256_srai_epi16(v, bits);
+    }
+    /* Numbers from 0 to 255 as bytes: the first half of every lane from a, the last from b. */
+    static Bytes Pack16(Bytes a, Bytes b) { return _mm256_packus_epi16(a, b); }
+
+private:
+    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+    static Bytes Lanes(const uint8* a, const uint8* b)
+    {
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(a)), Load16(b), 1);
+    }
+};
+
+} // namespace vec32
+} // namespace
+
+#endif
