@@ -17,6 +17,7 @@
 #include "support/ChosenLevel.h"
 #include "support/CountedMemory.h"
 #include "support/RandomBitmap.h"
+#include "support/Rounds.h"
 
 #include "../src/SearchBitmapFrame.cpp"
 
@@ -24,9 +25,6 @@ namespace
 {
 
 using test::Random;
-
-uint32 rounds = 3000;
-uint32 first_seed = 0;
 
 /* All levels but the plain one. */
 std::vector<Level> KernelLevels()
@@ -387,7 +385,7 @@ Numbers RunStages(const Case& c, Level level)
 
 TEST(ScanKernels, RandomImagesGiveThePlainResult)
 {
-    for (uint32 seed = first_seed; seed - first_seed < rounds; ++seed) {
+    for (uint32 seed = test::FirstSeed(); seed - test::FirstSeed() < test::Rounds(3000); ++seed) {
         const Case c(seed);
         const Numbers expected = RunStages(c, Level::Plain);
         for (Level level : KernelLevels()) {
@@ -503,15 +501,3 @@ TEST(ScanKernels, AllocationsFailAsInThePlainCode)
 }
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    testing::InitGoogleTest(&argc, argv);
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--rounds=", 9) == 0)
-            rounds = static_cast<uint32>(std::strtoul(argv[i] + 9, nullptr, 10));
-        if (std::strncmp(argv[i], "--first=", 8) == 0)
-            first_seed = static_cast<uint32>(std::strtoul(argv[i] + 8, nullptr, 10));
-    }
-    return RUN_ALL_TESTS();
-}
