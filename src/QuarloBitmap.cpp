@@ -42,7 +42,7 @@
 static constexpr sint32 kFrame = 8;       /* pixels of border on each side of the enlarged source */
 static constexpr sint32 kSpareSteps = 10; /* entries of an angle table beyond the farthest output pixel */
 static constexpr sint32 kPlainSteps = 8;  /* steps that are drawn without a kernel where little is proved */
-static constexpr sint32 kRowsAhead = 4;   /* output rows after which the pixels that are prefetched will be wanted */
+static constexpr sint32 kRowsAhead = 4;   /* output rows before they are wanted, pixels are prefetched */
 
 static constexpr sint32 kDraftMargin = 64;       /* bytes on each side of a row that a kernel may write */
 static constexpr sint32 kStreamedSize = 8 << 20; /* bytes of an output that no cache is expected to keep */
@@ -361,9 +361,11 @@ static sint32 Draft_New(DraftRec* draft, const BitmapRec& bitmap)
 struct AngleTablesRec {
     Real64* Cos;
     Real64* Sin;
+    Real64 CosA;
+    Real64 SinA;
 };
 
-static const AngleTablesRec null_angle_tables = {nullptr, nullptr};
+static const AngleTablesRec null_angle_tables = {nullptr, nullptr, 0.0, 0.0};
 
 static void AngleTables_Done(AngleTablesRec* tables)
 {
@@ -386,6 +388,8 @@ static sint32 AngleTables_New(AngleTablesRec* tables, Real64 angle, sint32 t)
     }
     const Real64 CosA = std::cos(angle);
     const Real64 SinA = std::sin(angle);
+    tables->CosA = CosA;
+    tables->SinA = SinA;
     tables->Cos[0] = 0.0;
     tables->Sin[0] = 0.0;
     for (sint32 i = 1; i <= t; ++i) {
@@ -402,7 +406,7 @@ static sint32 AngleTables_New(AngleTablesRec* tables, Real64 angle, sint32 t)
 static bool IsSteady(const AngleTablesRec& tables, const BitmapRec& source, const BitmapRec& output)
 {
     const sint32 limit = 1 << 24;
-    return tables.Cos[1] <= 1.0 - 1.0 / limit && source.biWidth <= limit && source.biHeight <= limit &&
+    return tables.CosA <= 1.0 - 1.0 / limit && source.biWidth <= limit && source.biHeight <= limit &&
            output.biWidth <= limit && output.biHeight <= limit;
 }
 
@@ -582,8 +586,8 @@ struct Walk {
                                           sampler.page.center,
                                           tables.Cos + h,
                                           tables.Sin + h,
-                                          tables.Cos[1],
-                                          tables.Sin[1],
+                                          tables.CosA,
+                                          tables.SinA,
                                           steady,
                                           pair.across,
                                           pair.down,
@@ -612,7 +616,7 @@ struct Walk {
         const bool WidthFlag = bitmap.biWidth % 2 == 0;
         const bool HeightFlag = bitmap.biHeight % 2 == 0;
         const sint32 extra = DestCenter.x + 1; /* the step of the extra column */
-        const sint32 ahead = tables.Cos[1] < 0.0 ? -kRowsAhead : kRowsAhead;
+        const sint32 ahead = tables.CosA < 0.0 ? -kRowsAhead : kRowsAhead;
         sint32 proved[2] = {extra, extra};
         for (sint32 v = 0; v <= DestCenter.y; ++v) {
             uint8* row1 = bitmap.ScanLine[DestCenter.y + v];
