@@ -264,6 +264,7 @@ static bool WritePalette(FILE* file, const BitmapRec& bitmap)
 class RowBlock
 {
 public:
+    // cppcheck-suppress uninitMemberVar
     explicit RowBlock(FILE* stream) : file(stream), used(0) {}
 
     bool Append(const uint8* row, size_t size, size_t padding)

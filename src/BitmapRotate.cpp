@@ -18,7 +18,10 @@
 #include "Pixels.h"
 #include "kernels/Kernels.h"
 
-/* A turn: its place among the kernels, whether it exchanges width and height, and where the pixel at (row, col) of a w x h image goes. */
+/*
+ * A turn: its place among the kernels, whether it exchanges width and height, and where the pixel at (row, col) of a
+ * w x h image goes.
+ */
 struct Turn90 {
     static constexpr sint32 index = 0;
     static constexpr bool swaps_sides = true;

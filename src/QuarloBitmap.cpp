@@ -485,8 +485,9 @@ struct Walk {
     }
 
     /* Works on copies: the compiler has to expect that a pixel is written into anything it can reach by a pointer. */
-    void DrawPlain(Pair pair, sint32 h, sint32 num)
+    void DrawPlain(const Pair& streams, sint32 h, sint32 num)
     {
+        const Pair pair = streams;
         Walk walk = *this;
         for (const sint32 end = h + num; h < end; ++h) {
             walk.DrawForward(pair, h);

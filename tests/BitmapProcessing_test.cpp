@@ -6,6 +6,7 @@
  */
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -944,6 +945,26 @@ TEST(SaveBitmapToFile, PackedRowsAreTakenThroughTheRowPointers)
     const Bytes file = Saved({3, 2, 8, 6, 3, lines, first.data()});
     ASSERT_EQ(1086u, file.size());
     EXPECT_EQ(Bytes({4, 5, 6, 0, 1, 2, 3, 0}), Bytes(file.begin() + 1078, file.end()));
+}
+
+/* Rows far shorter than what is written at a time, just as long with their padding, and longer. */
+TEST(SaveBitmapToFile, LargePackedImagesAreWrittenWhole)
+{
+    const sint32 block = 1 << 16;
+    for (sint32 width : {1, 1001, block / 2 - 3, block / 2 - 1, block - 3, block - 1, block + 1, 3 * block + 1}) {
+        const sint32 height = width == 1 ? block : 3 * block / width + 3;
+        Bitmap image(width, height, 8);
+        Bytes expected;
+        for (sint32 row = 0; row < height; ++row) {
+            for (sint32 col = 0; col < width; ++col)
+                image.rec.ScanLine[row][col] = static_cast<uint8>(row * 31 + col % 251);
+            expected.insert(expected.end(), image.rec.ScanLine[row], image.rec.ScanLine[row] + width);
+            while (expected.size() % 4 != 0) expected.push_back(0);
+        }
+        const Bytes file = Saved(image.rec);
+        ASSERT_EQ(1078 + expected.size(), file.size()) << width;
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), file.begin() + 1078)) << width;
+    }
 }
 
 TEST(SaveBitmapToFile, TwoSavesGiveEqualFiles)

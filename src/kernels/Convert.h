@@ -18,13 +18,13 @@
  * rounding; one instruction multiplies by a fraction of 2^15 and rounds half up. That this is exact for every byte is
  * asserted below.
  *
- * Tone curve. A look-up takes an index from 0 to 15, so that a table of 256 would need sixteen. But over 16 values the
- * curve is nearly straight: it is the start of a line, plus its slope times the last four bits of the value, rounded, or
- * one more than that. Which of both is a table of 256 bits, 32 bytes, two look-ups. Made by the compiler from the curve
- * itself, and asserted to be no more than a bit.
+ * Tone curve. A look-up takes an index from 0 to 15, so that a table of 256 would need sixteen. But over 16 values
+ * the curve is nearly straight: it is the start of a line, plus its slope times the last four bits of the value,
+ * rounded, or one more than that. Which of both is a table of 256 bits, 32 bytes, two look-ups. Made by the compiler
+ * from the curve itself, and asserted to be no more than a bit.
  *
- * Threshold after the curve. The curve dips in places, so that no limit on the sum says which colours are white. Another
- * table of 256 bits does, made for each row from curve and threshold.
+ * Threshold after the curve. The curve dips in places, so that no limit on the sum says which colours are white.
+ * Another table of 256 bits does, made for each row from curve and threshold.
  */
 #ifndef QUARLO_SRC_KERNELS_CONVERT_H
 #define QUARLO_SRC_KERNELS_CONVERT_H

@@ -1,14 +1,14 @@
 /*
  * Turn.h - turning by right angles. Pixels are moved, never changed, so that all there is to show is that each arrives.
  *
- * By 90 and 270 degrees. A row of the result is a column of the source, so whatever the order of the work, one side is
- * touched across its rows. The work is done in tiles: V::size rows of the source by 16 pixels (128 at 1 bit), each
- * becoming V::size pixels of 16 rows of the result. A strip of V::size rows has its tiles from left to right; kBlockRows
- * rows are taken together, all their tiles at one place before those at the next. So 16 rows of the result are filled
- * over a longer stretch at a time, as the processor's own prefetching likes it. In the source every line lies in another
- * row, mostly in another page too, where nothing is fetched ahead unless asked for; without that a large colour page
- * takes three times as long. What is asked for is spread over the work, since many requests at once hold it up; for the
- * same reason narrow vectors are the best for colour.
+ * By 90 and 270 degrees. A row of the result is a column of the source, so whatever the order of the work, one side
+ * is touched across its rows. The work is done in tiles: V::size rows of the source by 16 pixels (128 at 1 bit), each
+ * becoming V::size pixels of 16 rows of the result. A strip of V::size rows has its tiles from left to right;
+ * kBlockRows rows are taken together, all their tiles at one place before those at the next. So 16 rows of the result
+ * are filled over a longer stretch at a time, as the processor's own prefetching likes it. In the source every line
+ * lies in another row, mostly in another page too, where nothing is fetched ahead unless asked for; without that a
+ * large colour page takes three times as long. What is asked for is spread over the work, since many requests at once
+ * hold it up; for the same reason narrow vectors are the best for colour.
  *
  * The rows of a tile are listed in the order in which they stand in the result. Between both angles only that order
  * differs, and the direction in which the result's rows follow each other: the tile itself knows of no angle.
@@ -27,8 +27,8 @@
  * Where the image ends within a tile, columns are read from a copy, rows behind the last one repeat it, and of what a
  * tile has for a row of the result only the existing pixels are stored.
  *
- * By 180 degrees. A row becomes another one reversed, bytes from vector to vector, pixels of three bytes five at a time.
- * At 1 bit the bits of each byte are reversed as well, and shifted by those that the last byte has too many.
+ * By 180 degrees. A row becomes another one reversed, bytes from vector to vector, pixels of three bytes five at a
+ * time. At 1 bit the bits of each byte are reversed as well, and shifted by those that the last byte has too many.
  */
 #ifndef QUARLO_SRC_KERNELS_TURN_H
 #define QUARLO_SRC_KERNELS_TURN_H
@@ -68,12 +68,11 @@ struct StripRec {
 };
 
 struct TileRec {
-    const uint8* const* rows; /* of the source, each to be read at `from` and to be fetched at `from_ahead` */
-    ptrdiff_t from, from_ahead;
-    uint8* const*
-        first_row; /* of the result, for the first column of the source; the next ones are `step` further */
-    ptrdiff_t step;
-    ptrdiff_t to, to_ahead; /* the same in these rows */
+    const uint8* const* rows;   /* of the source, each to be read at `from` and to be fetched at `from_ahead` */
+    ptrdiff_t from, from_ahead; /* in bytes */
+    uint8* const* first_row;    /* of the result, the one for the first column of the source */
+    ptrdiff_t step;             /* to the row for the next column */
+    ptrdiff_t to, to_ahead;     /* where the result's rows are to be written and to be fetched, in bytes */
 
     uint8* Row(sint32 col) const { return first_row[step * col]; }
 };
@@ -239,8 +238,8 @@ StripRec<Tile> StripAt(const BitmapRec& source, sint32 to_col)
 }
 
 /*
- * Turns the part of a tile that exists, so many columns and rows of the source: read from a copy, turned into a block of
- * its own, and copied from there. At 1 bit the bits behind the last pixel of a row stay clear.
+ * Turns the part of a tile that exists, so many columns and rows of the source: read from a copy, turned into a block
+ * of its own, and copied from there. At 1 bit the bits behind the last pixel of a row stay clear.
  */
 template <class Tile>
 void TurnPartOfTile(const TileRec& t, sint32 cols, sint32 rows)
