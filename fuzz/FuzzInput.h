@@ -15,7 +15,9 @@
 #include <memory>
 #include <vector>
 
+#include "BitmapProcessing.h"
 #include "StructTypes.h"
+#include "support/ChosenLevel.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
@@ -70,6 +72,25 @@ private:
     const uint8_t* at;
     const uint8_t* end;
 };
+
+/* Makes a bitmap at every level of instructions, and demands that all answer the same code and the same bytes. */
+template <class Make>
+sint32 MakeAtEveryLevel(const Make& make, BitmapRec* result)
+{
+    ChooseLevel(Level::Plain);
+    const sint32 code = make(result);
+    for (Level level : Levels()) {
+        if (level == Level::Plain) continue;
+        ChooseLevel(level);
+        BitmapRec other = null_bitmap;
+        FUZZ_REQUIRE(make(&other) == code);
+        FUZZ_REQUIRE((other.buffer == nullptr) == (result->buffer == nullptr) && other.bfSize == result->bfSize);
+        if (result->buffer != nullptr)
+            FUZZ_REQUIRE(std::memcmp(other.buffer, result->buffer, static_cast<size_t>(other.bfSize)) == 0);
+        Bitmap_Done(&other);
+    }
+    return code;
+}
 
 /* A record around memory of exactly the size that it states, so that every access beyond is seen. */
 struct FuzzBitmap {

@@ -97,7 +97,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::vector<uint8> before(image.rec.buffer, image.rec.buffer + image.rec.bfSize);
 
     BitmapRec page = null_bitmap;
-    const sint32 code = ImageQuarlo(&image.rec, interpolation, threshold, ground, &page);
+    const sint32 code = MakeAtEveryLevel(
+        [&](BitmapRec* made) { return ImageQuarlo(&image.rec, interpolation, threshold, ground, made); }, &page);
     FUZZ_REQUIRE(code >= 0 && code <= 11);
     FUZZ_REQUIRE((code == 0) == (page.buffer != nullptr));
     FUZZ_REQUIRE(std::memcmp(before.data(), image.rec.buffer, before.size()) == 0);

@@ -54,8 +54,12 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
 
     BitmapRec dest = null_bitmap;
-    const sint32 code =
-        RotateBitmap(&source.rec, &dest, &mask, angle, center, out_width, out_height, interpolation, color);
+    const sint32 code = MakeAtEveryLevel(
+        [&](BitmapRec* made) {
+            return RotateBitmap(&source.rec, made, &mask, angle, center, out_width, out_height, interpolation,
+                                color);
+        },
+        &dest);
     FUZZ_REQUIRE(code == 0 || dest.buffer == nullptr);
     FUZZ_REQUIRE(std::memcmp(before.data(), source.rec.buffer, before.size()) == 0);
     if (dest.buffer != nullptr)

@@ -155,9 +155,14 @@ void MarkAnywhere(FuzzInput* input)
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     FuzzInput input(data, size);
-    if (input.Flip())
-        MarkAnywhere(&input);
-    else
+    if (!input.Flip()) {
         SplitAndFrame(&input);
+        return 0;
+    }
+    for (Level level : Levels()) {
+        ChooseLevel(level);
+        FuzzInput again = input;
+        MarkAnywhere(&again);
+    }
     return 0;
 }

@@ -42,15 +42,20 @@ void TurnBuffer(FuzzInput* input)
     FUZZ_REQUIRE(code != 0 || width * height == old_width * old_height);
 }
 
-/* Two turns by 90 are one by 180; four are none. */
+sint32 Turn(BitmapRec* image, BitmapRec* turned, double angle)
+{
+    return MakeAtEveryLevel([&](BitmapRec* made) { return imageRotate(image, made, angle); }, turned);
+}
+
+/* Two turns by 90 are one by 180. */
 void TurnRecord(BitmapRec* image)
 {
     BitmapRec once = null_bitmap;
     BitmapRec twice = null_bitmap;
     BitmapRec half = null_bitmap;
-    FUZZ_REQUIRE(imageRotate(image, &once, 90.0) == 0);
-    FUZZ_REQUIRE(imageRotate(&once, &twice, 90.0) == 0);
-    FUZZ_REQUIRE(imageRotate(image, &half, 180.0) == 0);
+    FUZZ_REQUIRE(Turn(image, &once, 90.0) == 0);
+    FUZZ_REQUIRE(Turn(&once, &twice, 90.0) == 0);
+    FUZZ_REQUIRE(Turn(image, &half, 180.0) == 0);
     FUZZ_REQUIRE(twice.bfSize == half.bfSize);
     FUZZ_REQUIRE(std::memcmp(twice.buffer, half.buffer, static_cast<size_t>(half.bfSize)) == 0);
     Bitmap_Done(&once);
@@ -64,10 +69,13 @@ void ConvertRecord(BitmapRec* image, uint8 DividingValue)
     BitmapRec again = null_bitmap;
     FUZZ_REQUIRE(Bitmap_Copy(image, &result) == 0);
     Bitmap_Done(&result);
-    FUZZ_REQUIRE(GetBWBitmap(image, &result, DividingValue) == 0 && result.biBitCount == 1);
+    const auto to_bw = [&](BitmapRec* made) { return GetBWBitmap(image, made, DividingValue); };
+    const auto to_color = [&](BitmapRec* made) { return GetColorBitmap(image, made); };
+    const auto to_gray = [&](BitmapRec* made) { return GetGrayBitmap(&result, made); };
+    FUZZ_REQUIRE(MakeAtEveryLevel(to_bw, &result) == 0 && result.biBitCount == 1);
     Bitmap_Done(&result);
-    FUZZ_REQUIRE(GetColorBitmap(image, &result) == 0 && result.biBitCount == 24);
-    FUZZ_REQUIRE(GetGrayBitmap(&result, &again) == 0 && again.biBitCount == 8);
+    FUZZ_REQUIRE(MakeAtEveryLevel(to_color, &result) == 0 && result.biBitCount == 24);
+    FUZZ_REQUIRE(MakeAtEveryLevel(to_gray, &again) == 0 && again.biBitCount == 8);
     Bitmap_Done(&result);
     Bitmap_Done(&again);
 }
