@@ -4,9 +4,11 @@
  * The five sources hold the plain code of every operation. Where it is worth it, a kernel does the same with vector
  * instructions, byte for byte. There is a set of kernels for each level of instructions:
  *
- *   Sse41.cpp, Avx2.cpp, Avx512.cpp     a level: its vector vocabulary, and its set
- *   Rotate.h, Scan.h, Convert.h, Turn.h the methods, as templates over a vocabulary
- *   Choice.cpp                          which level a call takes
+ *   Sse41.cpp, Avx2.cpp, Avx512.cpp       a level: its vector vocabulary, and its set
+ *   Vec32.h                               the vocabulary that AVX2 and AVX-512 share
+ *   Rotate.h, Scan.h, Convert.h, Turn.h   the methods, as templates over a vocabulary
+ *   Lane.h, Patterns.h                    16 bytes at every level, and constants that fill a vector
+ *   Kernels.cpp, Choice.cpp               the sets of all levels, and which level a call takes
  *
  * An operation asks for its set once a call. The plain level has none, and a set may lack a kernel; the plain code
  * serves then.
