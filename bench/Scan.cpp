@@ -60,12 +60,14 @@ private:
     Real64 scale, cosine, sine;
 };
 
+/* The outermost columns are as bright as the threshold and no brighter, so that the automatic one finds the page. */
 void Paint(BitmapRec* bitmap, const Picture& picture)
 {
     for (sint32 row = 0; row < bitmap->biHeight; ++row) {
         uint8* line = bitmap->ScanLine[row];
         for (sint32 col = 0; col < bitmap->biWidth; ++col) {
-            const uint8 gray = picture.GrayAt(row, col);
+            const bool rim = col < 2 || col >= bitmap->biWidth - 2;
+            const uint8 gray = rim ? static_cast<uint8>(kThreshold) : picture.GrayAt(row, col);
             if (bitmap->biBitCount == 8) {
                 line[col] = gray;
             } else if (bitmap->biBitCount == 24) {

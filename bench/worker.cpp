@@ -205,7 +205,7 @@ void AddRotations(OperationList* list, sint32 depth)
                                 page.biHeight, code, color);
         };
         const Call crop = [=](Scan& scan, BitmapRec* dest) {
-            return ImageQuarlo(&scan.bitmap.rec, code, kThreshold, kDarkGround, dest);
+            return ImageQuarlo(&scan.bitmap.rec, code, 0, kDarkGround, dest);
         };
         list->Add(RowName("RotateBitmap", depth, interpolation.name), depth, rotate);
         list->Add(RowName("ImageQuarlo", depth, interpolation.name), depth, crop);

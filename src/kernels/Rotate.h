@@ -223,6 +223,9 @@ inline void FindTenths(const RotatePieceRec& piece, TenthsRec* tenths)
         V::StoreIntsAsBytes(tenths->x + i, TenthsOf<V>(V::AddReals(center_x, a)));
         V::StoreIntsAsBytes(tenths->y + i, TenthsOf<V>(V::AddReals(center_y, b)));
     }
+    /* The excess pixels get tenths too, so that whatever is computed is the same every time. */
+    std::memset(tenths->x + piece.num, 0, kSpare);
+    std::memset(tenths->y + piece.num, 0, kSpare);
 }
 
 /* ---- Layout ---- */
