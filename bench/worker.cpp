@@ -274,6 +274,42 @@ void AddTurns(OperationList* list, sint32 depth)
                   [=](Scan& scan, BitmapRec* dest) { return imageRotate(&scan.bitmap.rec, dest, degrees); });
 }
 
+/* A raw buffer with the scan's pixels, row on row without padding, and its size. */
+struct RawBuffer {
+    std::vector<uint8> pixels;
+    sint32 width = 0;
+    sint32 height = 0;
+
+    void Take(const BitmapRec& rec)
+    {
+        const size_t row_size = static_cast<size_t>((rec.biBitCount * rec.biWidth + 7) / 8);
+        width = rec.biWidth;
+        height = rec.biHeight;
+        /* Room for the image upright and on its side. */
+        pixels.resize(row_size * static_cast<size_t>(height + 64));
+        for (sint32 row = 0; row < height; ++row)
+            std::memcpy(pixels.data() + row_size * static_cast<size_t>(row), rec.ScanLine[row], row_size);
+    }
+};
+
+/* These work in place. QuarloPic gets the scan anew each time, which its time includes; a turn goes on turning. */
+void AddRawBuffers(OperationList* list, sint32 depth)
+{
+    const auto raw = std::make_shared<RawBuffer>();
+    list->AddLevels(RowName("QuarloPic", depth, "bilinear"), depth, [=](Scan& scan, BitmapRec*) {
+        raw->Take(scan.bitmap.rec);
+        const sint32 done = QuarloPic(raw->pixels.data(), &raw->width, &raw->height, depth, 2, 0);
+        return done == 1 ? QL_SUCCESS : QL_NO_PAGE;
+    });
+    const auto turned = std::make_shared<RawBuffer>();
+    const auto dpi_width = std::make_shared<sint32>(0);
+    list->AddLevels(RowName("RotatePicSP", depth, "90"), depth, [=](Scan& scan, BitmapRec*) {
+        if (*dpi_width != scan.bitmap.rec.biWidth) turned->Take(scan.bitmap.rec);
+        *dpi_width = scan.bitmap.rec.biWidth;
+        return RotatePicSP(turned->pixels.data(), &turned->width, &turned->height, depth, 90);
+    });
+}
+
 /* Packed rows are gathered one by one while they are written; those of the scan are padded as the file's are. */
 void AddFiles(OperationList* list, sint32 depth)
 {
@@ -325,6 +361,7 @@ int main(int argc, char** argv)
     for (const sint32 depth : {24, 8, 1}) AddDetection(&list, depth);
     for (const sint32 depth : {24, 8, 1}) AddConversions(&list, depth);
     for (const sint32 depth : {24, 8, 1}) AddTurns(&list, depth);
+    for (const sint32 depth : {24, 8, 1}) AddRawBuffers(&list, depth);
     for (const sint32 depth : {24, 8, 1}) AddFiles(&list, depth);
     return Serve(list.all, kCompiler);
 }
