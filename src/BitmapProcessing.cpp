@@ -46,12 +46,13 @@ static constexpr sint32 kBWPaletteEntries = 2;
 static void AdviseHugePages(uint8* block, int64_t size)
 {
 #ifdef MADV_HUGEPAGE
-    const uintptr_t huge_page = uintptr_t{1} << 21;
-    const uintptr_t start = (reinterpret_cast<uintptr_t>(block) + huge_page - 1) & ~(huge_page - 1);
-    const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + static_cast<uintptr_t>(size)) & ~(huge_page - 1);
-    if (size < kHugeBlock || start >= end) return;
+    const int64_t huge_page = int64_t{1} << 21;
+    const int64_t past = static_cast<int64_t>(reinterpret_cast<uintptr_t>(block) % huge_page);
+    const int64_t start = past == 0 ? 0 : huge_page - past;
+    const int64_t whole_pages = (size - start) / huge_page;
+    if (size < kHugeBlock || whole_pages < 1) return;
     const int error = errno;
-    madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+    madvise(block + start, static_cast<size_t>(whole_pages * huge_page), MADV_HUGEPAGE);
     errno = error;
 #else
     static_cast<void>(block);
