@@ -45,9 +45,10 @@ extern "C" {
  * Returns 0; 1 for a null pointer (also RowSeck->seck), a size below 1, a pivot outside the source, another
  * interpolation or a mask outside the source or of a single row; 12 for an invalid source; 5 for a source that a record
  * could not hold with a border of 8 pixels, when memory runs out for such a copy (made only where the processor has no
- * vector instructions, and for 1-bit images below 64 pixels of width), or for a copy of spans that have to be cut. A failure after that, inside the rotation
- * itself, also returns 0 and leaves dest as it was, be it that memory runs out or that the output is larger than a record
- * can hold: set dest to null_bitmap before the call, and test dest->buffer after it.
+ * vector instructions, and for 1-bit images below 64 pixels of width), or for a copy of spans that have to be cut. A
+ * failure after that, inside the rotation itself, also returns 0 and leaves dest as it was, be it that memory runs out
+ * or that the output is larger than a record can hold: set dest to null_bitmap before the call, and test dest->buffer
+ * after it.
  *
  * Concurrency: calls on different images may run at the same time in any number of threads.
  */
