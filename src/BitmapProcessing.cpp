@@ -8,6 +8,8 @@
  * A BMP file is a 14-byte file header, a 40-byte info header, a palette of four bytes an entry (256 entries at 8 bits,
  * 2 at 1 bit, none at 24) and the rows, each padded to four bytes; all numbers little-endian. The header records are
  * packed, so on the little-endian machines that the library runs on they are the bytes of the file.
+ *
+ * Conversion goes row by row, with kernels where the processor has vector instructions, see kernels/Convert.h.
  */
 #include "BitmapProcessing.h"
 

@@ -5,7 +5,8 @@
  *   RotatePicSP                               raw buffers, in place
  *   imageRotate                               records
  *
- * One loop serves all nine: a pixel format says how a pixel moves, a turn says where it goes.
+ * One loop serves all nine: a pixel format says how a pixel moves, a turn says where it goes. Where the processor has
+ * vector instructions kernels take its place, see kernels/Turn.h.
  */
 #include "BitmapRotate.h"
 

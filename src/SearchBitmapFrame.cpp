@@ -20,6 +20,9 @@
  *   Frame     four fitted lines, squared up into a rectangle: angle, centre, size and row spans.
  *               CalBorderPoints
  *
+ * The scans of the first three steps have kernels, see kernels/Scan.h; the readers and deciders are their definition,
+ * and serve wherever a read might fail.
+ *
  * An edge of a page is named by the corners it joins: LT joins the left and the top corner, and so on.
  */
 #include "SearchBitmapFrame.h"

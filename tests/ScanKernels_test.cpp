@@ -18,6 +18,7 @@
 #include "support/CountedMemory.h"
 #include "support/RandomBitmap.h"
 #include "support/Rounds.h"
+#include "support/SideOutput.h"
 
 #include "../src/SearchBitmapFrame.cpp"
 
@@ -25,6 +26,7 @@ namespace
 {
 
 using test::Random;
+using test::SideOutput;
 
 /* All levels but the plain one. */
 std::vector<Level> KernelLevels()
@@ -299,44 +301,20 @@ void Append(Numbers* numbers, const ImageRangeRectangleRec& r)
     for (const PointRec point : {r.left, r.right, r.top, r.bottom}) Append(numbers, point);
 }
 
-/* The content of a side that shows what was written; only arrays that a call has made are followed, and freed. */
-class SideOutput
+/* The content of a side; only arrays that a call has made are followed. */
+void Append(Numbers* numbers, const SideOutput& side)
 {
-public:
-    SideOutput()
-    {
-        rec.border_point = {-1, -2, &point};
-        rec.border_line_seck = {-3, -4, -5, &segment};
+    const PointSetRec& points = side.rec.border_point;
+    const BorderLineSetRec& segments = side.rec.border_line_seck;
+    numbers->insert(numbers->end(), {points.index, points.len, side.KeepsPoints()});
+    for (sint32 k = 0; k < points.index; ++k) Append(numbers, points.points[k]);
+    numbers->insert(numbers->end(), {segments.index, segments.len, segments.PointNum, side.KeepsSegments()});
+    for (sint32 k = 0; k < segments.index; ++k) {
+        const BorderLineRec& s = segments.borderLine[k];
+        const sint32 place = static_cast<sint32>(s.points - points.points);
+        numbers->insert(numbers->end(), {s.index, s.len, place, s.type, s.Center.x, s.Center.y});
     }
-    ~SideOutput()
-    {
-        if (rec.border_point.points != &point) std::free(rec.border_point.points);
-        if (rec.border_line_seck.borderLine != &segment) std::free(rec.border_line_seck.borderLine);
-    }
-    SideOutput(const SideOutput&) = delete;
-    SideOutput& operator=(const SideOutput&) = delete;
-
-    void AppendTo(Numbers* numbers) const
-    {
-        const PointSetRec& points = rec.border_point;
-        const BorderLineSetRec& segments = rec.border_line_seck;
-        numbers->insert(numbers->end(), {points.index, points.len, points.points == &point});
-        for (sint32 k = 0; k < points.index; ++k) Append(numbers, points.points[k]);
-        numbers->insert(numbers->end(),
-                        {segments.index, segments.len, segments.PointNum, segments.borderLine == &segment});
-        for (sint32 k = 0; k < segments.index; ++k) {
-            const BorderLineRec& s = segments.borderLine[k];
-            const sint32 place = static_cast<sint32>(s.points - points.points);
-            numbers->insert(numbers->end(), {s.index, s.len, place, s.type, s.Center.x, s.Center.y});
-        }
-    }
-
-    ImageBorderPointRec rec = null_image_border_point;
-
-private:
-    PointRec point = null_point;
-    BorderLineRec segment = null_border_line;
-};
+}
 
 sint32* const kGlobals[8] = {&LeftPointIndexT, &LeftPointIndexB, &RightPointIndexT,  &RightPointIndexB,
                              &TopPointIndexR,  &TopPointIndexL,  &BottomPointIndexR, &BottomPointIndexL};
@@ -345,8 +323,8 @@ void AppendSides(Numbers* numbers, sint32 error_code, const SideOutput& first, c
                  const ImageRangeRectangleRec& image_range)
 {
     numbers->push_back(error_code);
-    first.AppendTo(numbers);
-    second.AppendTo(numbers);
+    Append(numbers, first);
+    Append(numbers, second);
     Append(numbers, image_range);
     for (const sint32* global : kGlobals) numbers->push_back(*global);
 }

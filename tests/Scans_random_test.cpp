@@ -13,12 +13,14 @@
 #include "SearchBitmapFrame.h"
 #include "support/LiteralScans.h"
 #include "support/RandomBitmap.h"
+#include "support/SideOutput.h"
 
 namespace
 {
 
 using test::Random;
 using test::RawBitmap;
+using test::SideOutput;
 
 const sint32 CasesEach = 200;
 const sint32 Missing = -1;
@@ -261,37 +263,6 @@ literal::Extremes SetLibraryNumbers(Random& random)
     BottomPointIndexL = e.BottomPointIndexL;
     return e;
 }
-
-/* An output that shows whether it was written; its arrays are freed if it was. */
-class SideOutput
-{
-public:
-    SideOutput()
-    {
-        rec.border_point = {-1, -2, &point};
-        rec.border_line_seck = {-3, -4, -5, &segment};
-    }
-    ~SideOutput()
-    {
-        if (rec.border_point.points != &point) std::free(rec.border_point.points);
-        if (rec.border_line_seck.borderLine != &segment) std::free(rec.border_line_seck.borderLine);
-    }
-    SideOutput(const SideOutput&) = delete;
-    SideOutput& operator=(const SideOutput&) = delete;
-
-    bool Untouched() const
-    {
-        return rec.border_point.index == -1 && rec.border_point.len == -2 && rec.border_point.points == &point &&
-               rec.border_line_seck.index == -3 && rec.border_line_seck.len == -4 &&
-               rec.border_line_seck.PointNum == -5 && rec.border_line_seck.borderLine == &segment;
-    }
-
-    ImageBorderPointRec rec = null_image_border_point;
-
-private:
-    PointRec point = null_point;
-    BorderLineRec segment = null_border_line;
-};
 
 void ExpectSameSide(const ImageBorderPointRec& got, const literal::Side& want)
 {

@@ -289,6 +289,20 @@ struct SharesRec {
     }
 };
 
+/* Whether the arithmetic below gives ByteTable, whatever the byte and its share. */
+constexpr bool SharesAreExact()
+{
+    for (sint32 v = 0; v < 256; ++v) {
+        const sint32 u = v < 255 ? v + 1 : 255;
+        for (sint32 tenths = 0; tenths < 10; ++tenths)
+            if (ByteTable[tenths][v] != u * 6554 * tenths >> 16) return false;
+        if (ByteTable[10][v] != v + (v >= 222 && v <= 229 ? 1 : 0)) return false;
+    }
+    return true;
+}
+
+static_assert(SharesAreExact(), "bilinear shares differ from their table");
+
 struct BilinearBlend {
     static constexpr sint32 before = 0;
     static constexpr sint32 rows = 2;
@@ -356,6 +370,23 @@ constexpr TenthsTable kHighBytes[4] = {WeightTable(HighByte, 0), WeightTable(Hig
 constexpr TenthsTable kLowBytes[4] = {WeightTable(LowByte, 0), WeightTable(LowByte, 1), WeightTable(LowByte, 2),
                                       WeightTable(LowByte, 3)};
 
+/* Whether sums of a row's four products stay within 16 bits, for any pixels. */
+constexpr bool PartsAreSmall()
+{
+    for (const auto& weights : bulic) {
+        sint32 high = 0;
+        sint32 low = 0;
+        for (const sint32 weight : weights) {
+            high += 255 * (HighPart(weight) < 0 ? -HighPart(weight) : HighPart(weight));
+            low += 255 * (LowPart(weight) < 0 ? -LowPart(weight) : LowPart(weight));
+        }
+        if (high + low / 64 + 1 > 32767 || low > 32767) return false;
+    }
+    return true;
+}
+
+static_assert(PartsAreSmall(), "cubic sums would leave 16 bits");
+
 /* Two vectors that belong together: of the lower and of the upper half of every 16 bytes. */
 template <class V>
 struct HalvesRec {
@@ -377,7 +408,7 @@ inline HalvesRec<V> PairOfWeights(const TenthsTable* tables, typename V::Bytes t
                          V::LookUp(V::FillTable(tables[1].entry), tenths));
 }
 
-/* Sums along a row, in units of one. */
+/* Sums along a row, divided by 1024 and rounded down as the plain code does by shifting. */
 template <class V>
 struct RowWeightsRec {
     HalvesRec<V> high01, high23;
