@@ -175,7 +175,8 @@ Problem Rotate(const Bitmap& picture, TurnPlan* plan, Interpolation interpolatio
     const sint32 code =
         RotateBitmap(picture.rec(), made.rec(), &spans, plan->angle, plan->pivot, static_cast<sint32>(plan->width),
                      static_cast<sint32>(plan->height), static_cast<sint32>(interpolation), pixel.data());
-    if (code == QL_BAD_ARGUMENT) return Refuse(Code::bad_argument, "the page does not lie in the scan");
+    if (code == QL_BAD_ARGUMENT)
+        return Refuse(Code::bad_argument, "the page has no size, or covers no two rows of the scan");
     if (made.empty()) return Refuse(Code::out_of_memory, "memory ran out");
     *turned = std::move(made);
     return {};
@@ -200,9 +201,6 @@ Problem RotateOnBlack(const Bitmap& picture, TurnPlan* plan, Interpolation inter
 
 Problem Turn(const Bitmap& scan, TurnPlan plan, Interpolation interpolation, const Fill& colour, Draft* draft)
 {
-    if (plan.spans.top >= plan.spans.bottom || plan.spans.bottom >= scan.height() ||
-        plan.spans.rows.size() <= static_cast<std::size_t>(plan.spans.bottom))
-        return Refuse(Code::bad_argument, "the page covers no two rows of the scan");
     if (std::max(plan.width, plan.height) > std::numeric_limits<sint32>::max())
         return Refuse(Code::out_of_memory, "the result is larger than a bitmap can hold");
     const bool on_black = scan.depth() == 1 && PixelOf(colour, 1)[0] == 0;
@@ -369,7 +367,8 @@ Problem ChangeDepth(int depth, Fill* colour, Draft* draft)
 
 /*
  * The depth to work in. A greater depth of the result is taken first, so that it can show the fill's colour; a smaller
- * one last. A 1-bit page is turned in grey only where that is asked for.
+ * one last. A 1-bit page is made in grey only where that is asked for, and keeps the greys only if the result can hold
+ * them.
  */
 struct Depths {
     int colour = 0; /* what the fill may look like */
@@ -377,12 +376,12 @@ struct Depths {
     int result = 0;
 };
 
-Depths DepthsOf(const Bitmap& scan, const ResultOptions& options, bool turned)
+Depths DepthsOf(const Bitmap& scan, const ResultOptions& options)
 {
     Depths depths;
     depths.result = options.depth != 0 ? options.depth : scan.depth();
     depths.colour = std::max(scan.depth(), depths.result);
-    depths.work = options.smooth && turned ? std::max(depths.colour, 8) : depths.colour;
+    depths.work = options.smooth ? std::max(depths.colour, 8) : depths.colour;
     return depths;
 }
 
@@ -393,7 +392,7 @@ Problem MakeResult(const Page& scan, const Frame& frame, const ResultOptions& op
     if (!problem) problem = CheckFrame(scan, frame, options);
     if (problem) return problem;
 
-    const Depths depths = DepthsOf(scan.bitmap, options, IsTurned(frame, options));
+    const Depths depths = DepthsOf(scan.bitmap, options);
     const bool exact = scan.bitmap.depth() == 1 && !options.smooth;
     const Interpolation interpolation = exact ? Interpolation::nearest : options.interpolation;
     Fill colour = ColourOf(options.fill, scan.bitmap, depths.colour);

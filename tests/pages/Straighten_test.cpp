@@ -481,7 +481,10 @@ TEST(Straighten, EdgeFillOf1BitIsTheMajorityAndWhiteWhenEqual)
             return place >= 0 && place < white ? 1u : 0u;
         }));
         const int level = white >= 8 ? 255 : 0;
-        ExpectColour(level, level, level, Straightened(scan, {}, options).filled);
+        for (const int depth : {1, 8, 24}) {
+            options.depth = depth;
+            ExpectColour(level, level, level, Straightened(scan, {}, options).filled);
+        }
     }
 }
 
@@ -594,6 +597,19 @@ TEST(Straighten, SmoothPageIsTurnedInGreyAndCutAt128)
     }
 }
 
+TEST(Straighten, SmoothPageKeepsItsGreysWhereTheResultHoldsThem)
+{
+    const Page scan = PageWith(NoiseBitmap(93, 71, 1));
+    Page grey = PageWith(Bitmap());
+    ASSERT_EQ(0, GetGrayBitmap(scan.bitmap.rec(), grey.bitmap.rec()));
+    const Frame frame = CentredFrame(scan.bitmap, 50, 37, 6.0);
+    ResultOptions options;
+    const Result expected = Straightened(grey, frame, options);
+    options.smooth = true;
+    options.depth = 8;
+    ExpectSamePixels(expected.page.bitmap, Straightened(scan, frame, options).page.bitmap);
+}
+
 TEST(Straighten, SmoothPageThatIsNotTurnedKeepsItsPixels)
 {
     const Page scan = PageWith(NoiseBitmap(93, 71, 1));
@@ -614,6 +630,26 @@ TEST(Straighten, SmoothPageHasTheFillOfAPlainOne)
     const Result result = Straightened(scan, CentredFrame(scan.bitmap, 50, 37, 6.0), options);
     ExpectColour(255, 255, 255, result.filled);
     EXPECT_EQ(1u, PixelAt(result.page.bitmap, 0, 0));
+}
+
+TEST(Straighten, RowsOfTheScanMayBePadded)
+{
+    for (const int depth : {1, 8, 24}) {
+        const Page packed = PageWith(NoiseBitmap(93, 71, depth));
+        Page padded = PageWith(Bitmap());
+        ASSERT_EQ(0, Bitmap_New(padded.bitmap.rec(), 93, 71, depth, 1));
+        for (int y = 0; y < 71; ++y)
+            for (int x = 0; x < 93; ++x) test::SetPixel(&padded.bitmap, x, y, PixelAt(packed.bitmap, x, y));
+        ResultOptions options;
+        options.fill = kBlack;
+        options.margins = {Pixels(3), Pixels(3), Pixels(-3), Pixels(3)};
+        for (const double least : {0.0, 90.0}) {
+            options.least_angle_deg = least;
+            const Frame frame = CentredFrame(packed.bitmap, 50, 37, 6.0);
+            ExpectSamePixels(Straightened(packed, frame, options).page.bitmap,
+                             Straightened(padded, frame, options).page.bitmap);
+        }
+    }
 }
 
 /* ---- Margins and size ---- */
@@ -883,6 +919,19 @@ TEST(StraightenRefuses, PlacementWithoutLinesCentreOrSize)
             ResultOptions options;
             options.least_angle_deg = least;
             ExpectRefused(Code::bad_argument, scan, frame, options);
+        }
+}
+
+TEST(StraightenRefuses, PageLargerThanABitmap)
+{
+    const Page scan = PageWith(NoiseBitmap(40, 30, 8));
+    for (const int size : {100000, std::numeric_limits<int>::max()})
+        for (const double least : {0.0, 90.0}) {
+            Frame frame = CentredFrame(scan.bitmap, 20, 10, 3.0);
+            frame.placement.width = frame.placement.height = size;
+            ResultOptions options;
+            options.least_angle_deg = least;
+            ExpectRefused(Code::out_of_memory, scan, frame, options);
         }
 }
 
