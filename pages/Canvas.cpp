@@ -90,7 +90,7 @@ Problem CutOut(const Bitmap& picture, const Box& box, const Fill& colour, Bitmap
     if (std::max(box.width, box.height) > std::numeric_limits<int>::max())
         return {Code::out_of_memory, "", "the result is larger than a bitmap can hold"};
     Bitmap made;
-    const Problem problem =
+    Problem problem =
         Bitmap::Make(static_cast<int>(box.width), static_cast<int>(box.height), picture.depth(), &made);
     if (problem) return problem;
 

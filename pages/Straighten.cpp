@@ -1,15 +1,16 @@
 /*
  * Straighten.cpp - the upright page.
  *
- *   Turn, CopyUpright, CopyAlongAxes, CopyWhole   the page out of the scan, by one of four ways
- *   AddMargins, SetSize                           room around it, or less of it
- *   TurnRight, ChangeDepth                        what is asked for after all else
+ *   Turn, Copy              the page, or the whole scan, out of the scan
+ *   AddMargins, SetSize     room around it, or less of it
+ *   TurnRight, ChangeDepth  what is asked for after all else
  *
  * Every step makes a new picture from that of the step before, and says with an affine map where each of its pixels
  * comes from. The maps are chained, so that the last one leads back into the scan.
  */
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 
 #include "BitmapRotate.h"
@@ -205,18 +206,19 @@ Problem Turn(const Bitmap& scan, TurnPlan plan, Interpolation interpolation, con
         return Refuse(Code::out_of_memory, "the result is larger than a bitmap can hold");
     const bool on_black = scan.depth() == 1 && PixelOf(colour, 1)[0] == 0;
     Bitmap turned;
-    const Problem problem = on_black ? RotateOnBlack(scan, &plan, interpolation, &turned)
-                                     : Rotate(scan, &plan, interpolation, colour, &turned);
+    Problem problem = on_black ? RotateOnBlack(scan, &plan, interpolation, &turned)
+                               : Rotate(scan, &plan, interpolation, colour, &turned);
     if (problem) return problem;
     Take(&turned, MapOf(plan, scan.height()), draft);
     draft->resampled = true;
     return {};
 }
 
-Problem Copy(const Bitmap& scan, const Box& box, const Fill& colour, Draft* draft)
+/* Of the scan, or of the draft's own picture. */
+Problem Copy(const Bitmap& picture, const Box& box, const Fill& colour, Draft* draft)
 {
     Bitmap part;
-    const Problem problem = CutOut(scan, box, colour, &part);
+    Problem problem = CutOut(picture, box, colour, &part);
     if (!problem) Take(&part, Shift(box), draft);
     return problem;
 }
@@ -275,6 +277,7 @@ Problem CheckFrame(const Page& scan, const Frame& frame, const ResultOptions& op
     if (!frame.found) return Refuse(Code::no_page, "there is no frame to cut by");
     if (frame.placement.scan_width != scan.bitmap.width() || frame.placement.scan_height != scan.bitmap.height())
         return Refuse(Code::bad_argument, "the frame belongs to a scan of another size");
+    if (!std::isfinite(frame.placement.angle)) return Refuse(Code::bad_argument, "the frame has no angle");
     return {};
 }
 
@@ -302,10 +305,7 @@ Problem AddMargins(const ResultOptions& options, Dpi dpi, const Fill& colour, Dr
     const Box box = {-margins[kLeft], -margins[kTop], margins[kLeft] + whole.width + margins[kRight],
                      margins[kTop] + whole.height + margins[kBottom]};
     if (IsEmpty(Common(box, whole))) return Refuse(Code::bad_argument, "the margins trim the whole page away");
-    Bitmap part;
-    const Problem problem = CutOut(draft->bitmap, box, colour, &part);
-    if (!problem) Take(&part, Shift(box), draft);
-    return problem;
+    return Copy(draft->bitmap, box, colour, draft);
 }
 
 /* The page stays in the middle; of an odd difference the right and the bottom get the larger half. */
@@ -321,10 +321,7 @@ Problem SetSize(const ResultOptions& options, Dpi dpi, const Fill& colour, Draft
     if (box.width == whole.width && box.height == whole.height) return {};
     box.left = (whole.width - box.width) / 2;
     box.top = (whole.height - box.height) / 2;
-    Bitmap part;
-    const Problem problem = CutOut(draft->bitmap, box, colour, &part);
-    if (!problem) Take(&part, Shift(box), draft);
-    return problem;
+    return Copy(draft->bitmap, box, colour, draft);
 }
 
 /* ---- After all else ---- */

@@ -11,7 +11,6 @@ namespace
 using quarlo::Check;
 using quarlo::Code;
 using quarlo::Frame;
-using quarlo::Limits;
 using quarlo::Problem;
 
 /* A page of 30 x 20 pixels in a scan of 100 x 60: a tenth of it. */

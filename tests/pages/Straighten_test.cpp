@@ -902,7 +902,7 @@ TEST(StraightenRefuses, TurningAScanOfASingleRow)
     }
 }
 
-TEST(StraightenRefuses, PlacementWithoutLinesCentreOrSize)
+TEST(StraightenRefuses, PlacementWithoutLinesCentreAngleOrSize)
 {
     const Page scan = PageWith(NoiseBitmap(40, 30, 8));
     const Frame good = CentredFrame(scan.bitmap, 20, 10, 3.0);
@@ -912,6 +912,13 @@ TEST(StraightenRefuses, PlacementWithoutLinesCentreOrSize)
     frame = good;
     frame.placement.center.x = 40;
     ExpectRefused(Code::bad_argument, scan, frame, {});
+    for (const bool crop : {true, false}) {
+        frame = good;
+        frame.placement.angle = std::nan("");
+        ResultOptions options;
+        options.crop = crop;
+        ExpectRefused(Code::bad_argument, scan, frame, options);
+    }
     for (const int width : {0, -1, std::numeric_limits<int>::min()})
         for (const double least : {0.0, 90.0}) {
             frame = good;
