@@ -294,7 +294,7 @@ void PredictErrors(const std::array<Side, 4>& sides, Evidence* evidence)
 struct Summary {
     double support = 1.0; /* of the weakest edge */
     double span = 1.0;    /* likewise */
-    double even = 1.0;    /* least contrast against the median one */
+    double even = 1.0;    /* least contrast against the largest */
     bool one_way = true;  /* the page is brighter than the ground at all edges, or darker at all */
     bool reaches = true;  /* the page reaches up to the borders that are said to cut it off */
 };
@@ -319,7 +319,8 @@ Summary Summarise(const std::array<EdgeEvidence, 4>& edges)
             summary.one_way = summary.one_way && edge.contrast * (page - ground) > 0.0;
     }
     if (!contrasts.empty())
-        summary.even = *std::min_element(contrasts.begin(), contrasts.end()) / std::max(1.0, Median(contrasts));
+        summary.even = *std::min_element(contrasts.begin(), contrasts.end()) /
+                       std::max(1.0, *std::max_element(contrasts.begin(), contrasts.end()));
     return summary;
 }
 

@@ -74,8 +74,8 @@ const Set kSets[] = {
     {"samples", 0, 11, Sample},
     {"drawn", 0, 400, Drawn},
     {"pasted", 0, 300, Pasted},
-    {"drawn, aside", 20000, 300, Drawn},
-    {"pasted, aside", 20000, 300, Pasted},
+    {"drawn, aside", 30000, 300, Drawn},
+    {"pasted, aside", 30000, 300, Pasted},
 };
 
 Quality JudgeFrame(const Scan& scan, const quarlo::Frame& frame)
