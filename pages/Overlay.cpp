@@ -175,6 +175,7 @@ std::vector<std::vector<Point>> Runs(const Mapping& map, const Trace::Side& side
 Layer DroppedLayer(const Marks& marks)
 {
     Layer layer = {"dropped", "Runs of border points that were left out as noise", {}};
+    if (!HasDropped(marks.frame.trace)) return layer;
     for (const Trace::Side& side : marks.frame.trace.sides)
         DrawDropped(Runs(marks.map, side, false), marks.unit, &layer.shapes);
     return layer;
@@ -280,6 +281,14 @@ void AddLegend(const Frame& frame, const std::string& title, const Scale& scale,
 }
 
 } // namespace
+
+bool HasDropped(const Trace& trace)
+{
+    bool kept = false, dropped = false;
+    for (const Trace::Side& side : trace.sides)
+        for (const Trace::Segment& segment : side.segments) (segment.kept ? kept : dropped) = true;
+    return kept && dropped;
+}
 
 Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, Drawing* drawing)
 {
