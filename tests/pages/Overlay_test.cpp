@@ -88,7 +88,7 @@ TEST(OverlayScan, TopOfThePictureIsDrawnAtTheTopDimmed)
     scan.row(399)[0] = 255;
     scan.row(0)[299] = 100;
     const Drawing drawing = Drawn(scan, {});
-    const Picture& picture = PictureOf(drawing);
+    const Picture picture = PictureOf(drawing);
     EXPECT_EQ(300, picture.width);
     EXPECT_EQ(400, picture.height);
     EXPECT_EQ(140, picture.grey.front());
@@ -105,7 +105,7 @@ TEST(OverlayScan, LargeScanIsAveragedDown)
     scan.row(598)[1] = 255;
     OverlayOptions options;
     options.longest = 400;
-    const Picture& picture = PictureOf(Drawn(scan, {}, options));
+    const Picture picture = PictureOf(Drawn(scan, {}, options));
     EXPECT_EQ(400, picture.width);
     EXPECT_EQ(300, picture.height);
     EXPECT_EQ(8 + 128 * 132 / 255, picture.grey[0]); /* the mean of 255, 255, 0, 0, rounded up */
@@ -116,7 +116,7 @@ TEST(OverlayScan, SmallScanIsEnlargedByAWholeFactor)
 {
     Bitmap scan = test::Plain(2, 1, 8, 0);
     scan.row(0)[1] = 255;
-    const Picture& picture = PictureOf(Drawn(scan, {}));
+    const Picture picture = PictureOf(Drawn(scan, {}));
     EXPECT_EQ(256, picture.width);
     EXPECT_EQ(128, picture.height);
     EXPECT_EQ(8, picture.grey[127]);
@@ -139,10 +139,9 @@ TEST(OverlayScan, LongAndTinyScansAreDrawn)
     for (const auto& [width, height] : {std::pair(1, 1), {1, 20000}, {20000, 1}, {3, 1}}) {
         const Bitmap scan = test::Plain(width, height, 1, 1);
         const Drawing drawing = Drawn(scan, test::UprightFrame());
-        EXPECT_LE(std::max(PictureOf(drawing).width, PictureOf(drawing).height), 1600);
-        EXPECT_EQ(static_cast<std::size_t>(PictureOf(drawing).width * PictureOf(drawing).height),
-                  PictureOf(drawing).grey.size());
-        EXPECT_EQ(Bytes(PictureOf(drawing).grey.size(), 140), PictureOf(drawing).grey);
+        const Picture picture = PictureOf(drawing);
+        EXPECT_LE(std::max(picture.width, picture.height), 1600);
+        EXPECT_EQ(Bytes(static_cast<std::size_t>(picture.width * picture.height), 140), picture.grey);
     }
 }
 
@@ -169,7 +168,8 @@ TEST(OverlayLayers, AreAllThereWhateverWasFound)
                        "dropped", "lines", "extremes", "centre", "legend"};
     for (const Frame& frame : {test::UprightFrame(), test::FailedFrame(), Frame()}) {
         Names ids;
-        for (const Layer& layer : Drawn(test::Plain(400, 500, 8, 0), frame).layers) ids.push_back(layer.id);
+        const Drawing drawing = Drawn(test::Plain(400, 500, 8, 0), frame);
+        for (const Layer& layer : drawing.layers) ids.push_back(layer.id);
         EXPECT_EQ(all, ids);
     }
 }
@@ -263,7 +263,7 @@ TEST(OverlayLayers, PointsThatWouldCoverEachOtherAreLeftOut)
     EXPECT_EQ(800U, dots.lines.size());
 }
 
-const std::vector<Point>& OutputOf(const Drawing& drawing)
+std::vector<Point> OutputOf(const Drawing& drawing)
 {
     return std::get<Path>(LayerOf(drawing, "output").shapes.at(0)).lines.at(0);
 }
