@@ -201,8 +201,9 @@ Layer LinesLayer(const Marks& marks)
 
 Layer FrameLayer(const Marks& marks)
 {
-    Layer layer = {"frame", "The page: the rectangle in which its edges meet", {}};
-    if (marks.frame.found) DrawFrame(Mapped(marks.map, marks.frame.corners), marks.unit, &layer.shapes);
+    Layer layer = {"frame", "The page: where its edges meet", {}};
+    if (marks.frame.found)
+        DrawFrame(Mapped(marks.map, OutlineOf(marks.frame.placement)), marks.unit, &layer.shapes);
     return layer;
 }
 
@@ -232,22 +233,16 @@ Layer CentreLayer(const Marks& marks)
     return layer;
 }
 
-/*
- * The outline of the pixels that the result is made of. The centre lands on a whole pixel of the result: of the two
- * middle ones on the left, and as rows are counted from the bottom, on the lower.
- */
+/* The outline of the result: half a pixel around the centres of its corner pixels. */
 std::array<Point, 4> OutputCorners(const Frame& frame)
 {
     const Point right = RightOf(frame);
-    const auto at = [&](double along, double down) {
-        return Point{frame.center.x + along * right.x - down * right.y,
-                     frame.center.y + along * right.y + down * right.x};
+    const auto beside = [&](const Point& corner, double along, double down) {
+        return Point{corner.x + along * right.x - down * right.y, corner.y + along * right.y + down * right.x};
     };
-    const double left = -0.5 - (frame.width - 1) / 2;
-    const double bottom = 0.5 + (frame.height - 1) / 2;
-    const double width = frame.width, height = frame.height;
-    return {at(left, bottom - height), at(left + width, bottom - height), at(left + width, bottom),
-            at(left, bottom)};
+    const std::array<Point, 4>& corners = frame.corners;
+    return {beside(corners[0], -0.5, -0.5), beside(corners[1], 0.5, -0.5), beside(corners[2], 0.5, 0.5),
+            beside(corners[3], -0.5, 0.5)};
 }
 
 Layer OutputLayer(const Marks& marks)

@@ -65,9 +65,9 @@ TEST(ReportLine, FullReportTellsAllFieldsInOrder)
         R"("fill":"#1000ff","out":"out/scan.png","warnings":["one","two"],"frame":{"scan":[400,500],"angle":0.0,)"
         R"("center":[200,269],"size":[201,301],"lines":[)"
         R"({"type":1,"a":119.0,"b":0.0,"angle":0.0,"center":[200,119]},)"
-        R"({"type":2,"a":100.0,"b":0.0,"angle":90.0,"center":[100,269]},)"
+        R"({"type":2,"a":90.0,"b":0.0,"angle":90.0,"center":[90,269]},)"
         R"({"type":2,"a":300.0,"b":0.0,"angle":90.0,"center":[300,269]},)"
-        R"({"type":3,"a":419.0,"b":0.5,"angle":0.25,"center":[200,419]}]},"ms":{"read":1.75,"turn":2.25}})";
+        R"({"type":3,"a":419.0,"b":0.0,"angle":0.25,"center":[200,419]}]},"ms":{"read":1.75,"turn":2.25}})";
     EXPECT_EQ(expected, ReportLine(FullReport(frame)));
 }
 
