@@ -132,12 +132,6 @@ private:
 
 bool Searched(const Frame& frame) { return frame.ground != Ground::automatic; }
 
-Colour Verdict(const Frame& frame)
-{
-    if (!frame.found) return kBad;
-    return frame.problem ? kDoubtful : kGood;
-}
-
 std::string GroundText(Ground ground)
 {
     return std::string(NameOf(ground)) +
@@ -245,7 +239,7 @@ void AddTraceKeys(const Trace& trace, double unit, Block* block)
         });
 }
 
-void AddFrameKeys(double unit, Block* block)
+void AddFrameKeys(const Colour& colour, double unit, Block* block)
 {
     const auto corners = [unit](Point at, double half) {
         const double down = 4.5 * unit;
@@ -255,11 +249,11 @@ void AddFrameKeys(double unit, Block* block)
                                   {at.x - half, at.y + down}};
     };
     block->Key("the page: where its edges meet",
-               [&](Point at, double half, Shapes* shapes) { DrawFrame(corners(at, half), unit, shapes); });
+               [&](Point at, double half, Shapes* shapes) { DrawFrame(corners(at, half), colour, unit, shapes); });
     block->Key("what is cut out",
                [&](Point at, double half, Shapes* shapes) { DrawOutput(corners(at, half), unit, shapes); });
     block->Key("centre; the arrow leads to the top", [&](Point at, double, Shapes* shapes) {
-        DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, 0.5 * unit, shapes);
+        DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, colour, 0.5 * unit, shapes);
     });
 }
 
@@ -269,7 +263,7 @@ Block KeysBlock(const Frame& frame, double unit, double letters)
     block.Head("What is drawn");
     const double empty = block.height();
     AddTraceKeys(frame.trace, unit, &block);
-    if (frame.found) AddFrameKeys(unit, &block);
+    if (frame.found) AddFrameKeys(Verdict(frame), unit, &block);
     return block.height() > empty ? block : Block(letters);
 }
 

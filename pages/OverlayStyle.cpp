@@ -77,9 +77,9 @@ void DrawFitted(const Lines& lines, double unit, Shapes* shapes)
     if (!lines.empty()) DrawCased(Stroke(lines, kLine, unit), 0.6 * unit, shapes);
 }
 
-void DrawFrame(const std::vector<Point>& corners, double unit, Shapes* shapes)
+void DrawFrame(const std::vector<Point>& corners, const Colour& colour, double unit, Shapes* shapes)
 {
-    Path path = Stroke({corners}, kFrame, 4.0 * unit);
+    Path path = Stroke({corners}, colour, 4.0 * unit);
     path.closed = true;
     shapes->push_back(path);
 }
@@ -107,7 +107,7 @@ void DrawArrowHead(Point tip, Point direction, const Colour& colour, double unit
     shapes->push_back(path);
 }
 
-void DrawCentre(Point centre, Point right, double unit, Shapes* shapes)
+void DrawCentre(Point centre, Point right, const Colour& colour, double unit, Shapes* shapes)
 {
     const auto at = [&](double along, double down) {
         return Point{centre.x + unit * (along * right.x - down * right.y),
@@ -115,10 +115,10 @@ void DrawCentre(Point centre, Point right, double unit, Shapes* shapes)
     };
     DrawCased(
         Stroke({{at(-14, 0), at(-4, 0)}, {at(4, 0), at(14, 0)}, {at(0, -22), at(0, -4)}, {at(0, 4), at(0, 14)}},
-               kFrame, 2.0 * unit),
+               colour, 2.0 * unit),
         unit, shapes);
     /* The longer arm leads to the page's top. */
-    DrawArrowHead(at(0, -26), {right.y, -right.x}, kFrame, 0.7 * unit, shapes);
+    DrawArrowHead(at(0, -26), {right.y, -right.x}, colour, 0.7 * unit, shapes);
 }
 
 } // namespace quarlo::overlay

@@ -93,7 +93,7 @@ TEST(OverlayScan, TopOfThePictureIsDrawnAtTheTopDimmed)
     EXPECT_EQ(400, picture.height);
     EXPECT_EQ(140, picture.grey.front());
     EXPECT_EQ(8, picture.grey[1]);
-    EXPECT_EQ(59, picture.grey.back());
+    EXPECT_EQ(56, picture.grey.back());
     EXPECT_EQ(18.0, picture.at.x);
     EXPECT_EQ(18.0, picture.at.y);
 }
@@ -108,7 +108,7 @@ TEST(OverlayScan, LargeScanIsAveragedDown)
     const Picture picture = PictureOf(Drawn(scan, {}, options));
     EXPECT_EQ(400, picture.width);
     EXPECT_EQ(300, picture.height);
-    EXPECT_EQ(8 + 128 * 132 / 255, picture.grey[0]); /* the mean of 255, 255, 0, 0, rounded up */
+    EXPECT_EQ(72, picture.grey[0]); /* the mean of 255, 255, 0, 0, rounded up */
     EXPECT_EQ(8, picture.grey[1]);
 }
 
@@ -200,6 +200,19 @@ TEST(OverlayLayers, FrameKnownFromElsewhereIsDrawnWithoutTrace)
     frame.ground = Ground::automatic;
     EXPECT_EQ(Names({"scan", "frame", "output", "centre", "legend"}),
               FilledLayers(Drawn(test::Plain(400, 500, 8, 0), frame)));
+}
+
+TEST(OverlayLayers, FrameShowsByItsColourWhetherItIsCut)
+{
+    Frame frame = test::UprightFrame();
+    const Bitmap scan = test::Plain(400, 500, 8, 0);
+    const auto colour = [&] {
+        const Drawing drawing = Drawn(scan, frame);
+        return std::get<Path>(LayerOf(drawing, "frame").shapes.at(0)).colour.red;
+    };
+    EXPECT_EQ(kGood.red, colour());
+    frame.problem = {Code::area_limit, "limits", "too small"};
+    EXPECT_EQ(kBad.red, colour());
 }
 
 TEST(OverlayLayers, PointsAreCountedFromTheTopLeftPixelsCentre)
