@@ -239,7 +239,7 @@ void AddTraceKeys(const Trace& trace, double unit, Block* block)
         });
 }
 
-void AddFrameKeys(const Colour& colour, double unit, Block* block)
+void AddFrameKeys(const Frame& frame, double unit, Block* block)
 {
     const auto corners = [unit](Point at, double half) {
         const double down = 4.5 * unit;
@@ -248,12 +248,13 @@ void AddFrameKeys(const Colour& colour, double unit, Block* block)
                                   {at.x + half, at.y + down},
                                   {at.x - half, at.y + down}};
     };
-    block->Key("the page: where its edges meet",
-               [&](Point at, double half, Shapes* shapes) { DrawFrame(corners(at, half), colour, unit, shapes); });
-    block->Key("what is cut out",
+    block->Key("the page: where its edges meet", [&](Point at, double half, Shapes* shapes) {
+        DrawFrame(corners(at, half), Verdict(frame), unit, shapes);
+    });
+    block->Key(frame.problem ? "what would be cut out" : "what is cut out",
                [&](Point at, double half, Shapes* shapes) { DrawOutput(corners(at, half), unit, shapes); });
     block->Key("centre; the arrow leads to the top", [&](Point at, double, Shapes* shapes) {
-        DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, colour, 0.5 * unit, shapes);
+        DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, Verdict(frame), 0.5 * unit, shapes);
     });
 }
 
@@ -263,7 +264,7 @@ Block KeysBlock(const Frame& frame, double unit, double letters)
     block.Head("What is drawn");
     const double empty = block.height();
     AddTraceKeys(frame.trace, unit, &block);
-    if (frame.found) AddFrameKeys(Verdict(frame), unit, &block);
+    if (frame.found) AddFrameKeys(frame, unit, &block);
     return block.height() > empty ? block : Block(letters);
 }
 

@@ -84,12 +84,13 @@ void DrawFrame(const std::vector<Point>& corners, const Colour& colour, double u
     shapes->push_back(path);
 }
 
+/* What lies below, often the frame, is seen between the dashes. */
 void DrawOutput(const std::vector<Point>& corners, double unit, Shapes* shapes)
 {
-    Path path = Stroke({corners}, kOutput, 1.4 * unit);
+    Path path = Stroke({corners}, kOutput, 1.3 * unit);
     path.closed = true;
-    path.dash = 7.0 * unit;
-    DrawCased(path, 0.5 * unit, shapes);
+    path.dash = 8.0 * unit;
+    shapes->push_back(path);
 }
 
 void DrawArrowHead(Point tip, Point direction, const Colour& colour, double unit, Shapes* shapes)
