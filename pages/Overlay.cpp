@@ -308,7 +308,7 @@ Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& op
     made.layers.push_back({"scan", "The scan in grey, dimmed", {std::move(picture)}});
     const Marks marks = {frame, Mapping(scan, size, {margin, margin}), scale.unit};
     for (const auto& layer_of :
-         {FrameLayer, KeptLayer, PointsLayer, OutputLayer, DroppedLayer, LinesLayer, ExtremesLayer, CentreLayer})
+         {FrameLayer, KeptLayer, LinesLayer, PointsLayer, OutputLayer, DroppedLayer, ExtremesLayer, CentreLayer})
         made.layers.push_back(layer_of(marks));
     AddLegend(frame, made.title, scale, &made);
     *drawing = std::move(made);

@@ -74,7 +74,7 @@ void DrawDropped(const Lines& runs, double unit, Shapes* shapes)
 
 void DrawFitted(const Lines& lines, double unit, Shapes* shapes)
 {
-    if (!lines.empty()) DrawCased(Stroke(lines, kLine, unit), 0.6 * unit, shapes);
+    if (!lines.empty()) shapes->push_back(Stroke(lines, kLine, unit));
 }
 
 void DrawFrame(const std::vector<Point>& corners, const Colour& colour, double unit, Shapes* shapes)

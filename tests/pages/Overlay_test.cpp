@@ -164,8 +164,8 @@ TEST(OverlayScan, NothingToDrawIsRefused)
 
 TEST(OverlayLayers, AreAllThereWhateverWasFound)
 {
-    const Names all = {"scan",    "frame", "kept",     "points", "output",
-                       "dropped", "lines", "extremes", "centre", "legend"};
+    const Names all = {"scan",   "frame",   "kept",     "lines",  "points",
+                       "output", "dropped", "extremes", "centre", "legend"};
     for (const Frame& frame : {test::UprightFrame(), test::FailedFrame(), Frame()}) {
         Names ids;
         const Drawing drawing = Drawn(test::Plain(400, 500, 8, 0), frame);
@@ -187,7 +187,7 @@ TEST(OverlayLayers, FailureIsDrawnUpToItsStage)
 
     Frame frame = test::FailedFrame(); /* edges were fitted, but form no rectangle */
     frame.trace = test::UprightTrace();
-    EXPECT_EQ(Names({"scan", "kept", "points", "dropped", "lines", "extremes", "legend"}),
+    EXPECT_EQ(Names({"scan", "kept", "lines", "points", "dropped", "extremes", "legend"}),
               FilledLayers(Drawn(scan, frame)));
 
     frame.trace = {};
