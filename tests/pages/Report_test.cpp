@@ -361,6 +361,25 @@ TEST(ReadReport, DeepNestingIsReadAndRefused)
     EXPECT_EQ("line 2: is no JSON object", ReasonFor(deep + std::string(1000000, ']')));
 }
 
+TEST(ReadReport, DamagedTextIsReadOrRefused)
+{
+    const std::string good = LineOf(Status::ok, "scan") + "\n" + SummaryLine({}) + "\n";
+    std::mt19937 random(7);
+    int refused = 0;
+    for (int i = 0; i < 5000; ++i) {
+        std::string text = good;
+        for (unsigned k = random() % 4 + 1; k > 0; --k) text[random() % text.size()] = static_cast<char>(random());
+        if (random() % 4 == 0) text.resize(random() % text.size());
+        std::vector<KnownPage> pages(7);
+        const Problem problem = ReadReport(text, &pages);
+        ASSERT_EQ(problem ? Code::bad_report : Code::ok, problem.code);
+        ASSERT_EQ(static_cast<bool>(problem), pages.size() == 7) << text;
+        refused += problem ? 1 : 0;
+    }
+    EXPECT_GT(refused, 2500);
+    EXPECT_LT(refused, 5000);
+}
+
 /* The reason when one value of a good line is another. */
 std::string ReasonWith(const std::string& pointer, const Json& value)
 {
