@@ -224,6 +224,7 @@ Layer ExtremesLayer(const Marks& marks)
 Point RightOf(const Frame& frame)
 {
     constexpr double radians = 3.14159265358979323846 / 180.0;
+    if (!std::isfinite(frame.angle_deg)) return {1.0, 0.0};
     return {std::cos(frame.angle_deg * radians), -std::sin(frame.angle_deg * radians)};
 }
 

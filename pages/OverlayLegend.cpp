@@ -83,7 +83,8 @@ public:
     {
         const double width = (kColumn - kValueColumn) * letters_;
         Rectangle({kValueColumn * letters_, y_, width, 0.5 * letters_}, Faint(kText, 0.18));
-        Rectangle({kValueColumn * letters_, y_, width * std::clamp(share, 0.0, 1.0), 0.5 * letters_}, colour);
+        Rectangle({kValueColumn * letters_, y_, width * (share > 0.0 ? std::min(share, 1.0) : 0.0), 0.5 * letters_},
+                  colour);
         y_ += 0.9 * letters_;
     }
 

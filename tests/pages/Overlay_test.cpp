@@ -314,6 +314,15 @@ TEST(OverlayLayers, OutputIsWhereTheResultsMapLeads)
     }
 }
 
+void ExpectWithin(double most, const std::vector<std::vector<Point>>& lines)
+{
+    for (const std::vector<Point>& line : lines)
+        for (const Point& point : line) {
+            EXPECT_LE(std::fabs(point.x), most); /* also fails on what is no number */
+            EXPECT_LE(std::fabs(point.y), most);
+        }
+}
+
 TEST(OverlayLayers, PlacesBeyondAllMeasureDoNoHarm)
 {
     constexpr double none = std::numeric_limits<double>::quiet_NaN();
@@ -331,9 +340,10 @@ TEST(OverlayLayers, PlacesBeyondAllMeasureDoNoHarm)
     Bytes png;
     ASSERT_FALSE(OverlaySvg(scan, frame, {}, &svg));
     ASSERT_FALSE(OverlayPng(scan, frame, {}, &png));
-    EXPECT_EQ(std::string::npos, svg.find("nan"));
-    EXPECT_EQ(std::string::npos, svg.find("inf\""));
-    EXPECT_EQ(std::string::npos, svg.find("e+"));
+    const Drawing drawing = Drawn(scan, frame);
+    for (const Layer& layer : drawing.layers)
+        for (const Shape& shape : layer.shapes)
+            if (const auto* path = std::get_if<Path>(&shape)) ExpectWithin(200000.0, path->lines);
 }
 
 /* ---- The legend ---- */

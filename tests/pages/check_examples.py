@@ -5,6 +5,7 @@
 
 DOCUMENT is a Markdown file whose blocks of JSON must fit the schema as well.
 """
+import base64
 import json
 import pathlib
 import re
@@ -65,7 +66,9 @@ def check_drawing(path):
     assert ids == LAYERS, f"{path.name}: layers are {ids}"
     assert all(group.find(SVG + "title") is not None for group in root.iter(SVG + "g") if group.get("id"))
     image = root.find(f".//{SVG}g[@id='scan']/{SVG}image")
-    assert image.get("href").startswith("data:image/png;base64,")
+    kind, _, data = image.get("href").partition(",")
+    png = base64.b64decode(data, validate=True)
+    assert kind == "data:image/png;base64" and png.startswith(b"\x89PNG") and png.endswith(b"IEND\xaeB`\x82")
     width, height = int(root.get("width")), int(root.get("height"))
     assert root.get("viewBox") == f"0 0 {width} {height}"
 
