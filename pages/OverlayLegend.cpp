@@ -216,7 +216,7 @@ void AddSideKeys(const Trace& trace, double unit, Block* block)
                    [&](Point at, double half, Shapes* shapes) {
                        DrawKept({{{at.x - half, at.y}, {at.x + half, at.y}}}, kSideColours[side], unit, shapes);
                        std::vector<Point> dots;
-                       for (double x = -half; x <= half; x += 4.0 * unit) dots.push_back({at.x + x, at.y});
+                       for (int k = -4; k <= 4; ++k) dots.push_back({at.x + half * k / 4.0, at.y});
                        DrawDots(dots, kSideColours[side], unit, shapes);
                    });
     }
