@@ -85,11 +85,14 @@ bool WriteAll(const std::string& folder)
     }
     sheet.push_back({kHostile, kHostile, Status::ok, 1.0, 1.0, ""});
     sheet.push_back({"not read", "", Status::error, 0.0, 0.0, ""});
-    PageReport unread;
-    unread.file = kHostile;
-    unread.status = Status::error;
-    unread.problem = {Code::cannot_read, "read", "no such file"};
-    report += ReportLine(unread) + '\n' + SummaryLine({7, 7, 2, 1, 1, 1, 2, 3, false, 88.5}) + '\n';
+    for (const int code : AllCodes()) {
+        PageReport unread;
+        unread.file = kHostile;
+        unread.status = Status::error;
+        unread.problem = {static_cast<Code>(code), "read", "no such file"};
+        report += ReportLine(unread) + '\n';
+    }
+    report += SummaryLine({7, 7, 2, 1, 1, 1, 2, 3, false, 88.5}) + '\n';
     return Write(folder + "/report.jsonl", report) && Write(folder + "/index.html", ContactSheet(sheet)) && good;
 }
 
