@@ -18,9 +18,10 @@ constexpr Words kWords[] = {
     {0, "Done. The page was found, made upright and written."},
     {1, "A value outside its set was given, or the page is too small or too bare for a stage to work on."},
     {5, "Memory ran out, or the picture is larger than a bitmap can hold."},
-    {9, "No page frame was found: no side of a page stands out from the ground, the page is narrower than 151 pixels, "
-        "or its edges form no rectangle that lies in the picture. Try another --ground or --threshold, or scan the "
-        "page with more of its surroundings."},
+    {9,
+     "No page frame was found: no side of a page stands out from the ground, the page is narrower than 151 pixels, "
+     "or its edges form no rectangle that lies in the picture. Try another --ground or --threshold, or scan the "
+     "page with more of its surroundings."},
     {10, "No line can be fitted to the points found on an edge of the page. Try another --threshold."},
     {11, "An edge of the page is too ragged: no straight run was left when noise was taken away. Try another "
          "--threshold."},
@@ -31,12 +32,14 @@ constexpr Words kWords[] = {
     {23, "The file holds a kind of picture that is not taken, such as CMYK or a compressed BMP. Convert it first."},
     {24, "The picture has more pixels than can be held."},
     {25, "The file has fewer pages than --pages asks for."},
-    {30, "The result cannot be created or written to its end. Check the folder, its rights and the room on the disk."},
+    {30,
+     "The result cannot be created or written to its end. Check the folder, its rights and the room on the disk."},
     {31, "The result's file exists already. --overwrite replaces it, --skip-existing leaves it."},
     {32, "The chosen format or compression cannot hold the page: only TIFF holds several pages, and G4 only 1-bit "
          "pages. Choose another --format, --compress or --depth."},
-    {40, "A frame was found, but it does not deserve trust: too little of its edges is backed by the picture. The page "
-         "was not cut. Look at it with --overlay; give --ground and --threshold by hand if the frame is right."},
+    {40,
+     "A frame was found, but it does not deserve trust: too little of its edges is backed by the picture. The page "
+     "was not cut. Look at it with --overlay; give --ground and --threshold by hand if the frame is right."},
     {41, "The page is turned further than --max-angle allows."},
     {42, "The page is a smaller part of the scan than --min-area allows."},
     {50, "The report given to --apply cannot be read, or says nothing of this page."},

@@ -107,7 +107,7 @@ public:
     bool empty() const { return rec_.buffer == nullptr; }
     int width() const { return rec_.biWidth; }
     int height() const { return rec_.biHeight; }
-    int depth() const { return rec_.biBitCount; }        /**< 1, 8 or 24 bits a pixel */
+    int depth() const { return rec_.biBitCount; }         /**< 1, 8 or 24 bits a pixel */
     std::uint8_t* row(int y) { return rec_.ScanLine[y]; } /**< y = 0: the bottom row */
     const std::uint8_t* row(int y) const { return rec_.ScanLine[y]; }
     /** For libquarlo, which takes what it only reads without const. Another record put here must own its memory. */
@@ -275,7 +275,8 @@ struct Placement {
     PointRec center = {0, 0};
     int width = 0; /**< of the upright page */
     int height = 0;
-    std::array<LineRec, 4> lines{}; /**< left-top, left-bottom, right-top, right-bottom, as CalBorderPoints leaves them */
+    std::array<LineRec, 4>
+        lines{}; /**< left-top, left-bottom, right-top, right-bottom, as CalBorderPoints leaves them */
 };
 
 /** The same page in a picture of another size, taken of the same area: scaled about the pictures' outlines. */
@@ -315,10 +316,11 @@ struct Trace {
         std::vector<Point> points;
         std::vector<Segment> segments;
     };
-    std::array<Side, 4> sides;           /**< scanned from the left, the right, the top, the bottom */
-    std::array<Point, 4> extremes{};     /**< leftmost, rightmost, topmost, bottommost */
+    std::array<Side, 4> sides;       /**< scanned from the left, the right, the top, the bottom */
+    std::array<Point, 4> extremes{}; /**< leftmost, rightmost, topmost, bottommost */
     bool has_extremes = false;
-    std::array<std::array<Point, 2>, 4> fitted{}; /**< lines fitted to the edges, cut to the scan: top, right, bottom, left */
+    std::array<std::array<Point, 2>, 4>
+        fitted{}; /**< lines fitted to the edges, cut to the scan: top, right, bottom, left */
     std::array<bool, 4> has_fitted{};
 };
 
@@ -331,7 +333,8 @@ struct Frame {
     std::string prepared; /**< how the searched copy was prepared, in words; empty: it was the scan itself */
     Placement placement;
     double angle_deg = 0.0;
-    std::array<Point, 4> corners{}; /**< top left, top right, bottom right, bottom left, as the upright page is read */
+    std::array<Point, 4>
+        corners{}; /**< top left, top right, bottom right, bottom left, as the upright page is read */
     Point center;
     int width = 0; /**< of the upright page */
     int height = 0;
@@ -388,14 +391,14 @@ struct Length {
 struct ResultOptions {
     Interpolation interpolation = Interpolation::linear;
     Fill fill;
-    std::array<Length, 4> margins{};        /**< top, right, bottom, left; negative ones trim */
-    std::array<Length, 2> size{};           /**< width and height of the result; 0: that of the page */
-    int turn = 0;                           /**< 90, 180, 270 degrees clockwise, after all else */
-    int depth = 0;                          /**< 1, 8, 24; 0: that of the scan */
-    bool smooth = false;                    /**< 1-bit pages are turned in grey and cut to black and white again */
-    bool crop = true;                       /**< false: the whole scan, turned */
-    bool deskew = true;                     /**< false: cut out along the axes, not turned */
-    double least_angle_deg = 0.0;           /**< at smaller angles the page is cut out without resampling */
+    std::array<Length, 4> margins{}; /**< top, right, bottom, left; negative ones trim */
+    std::array<Length, 2> size{};    /**< width and height of the result; 0: that of the page */
+    int turn = 0;                    /**< 90, 180, 270 degrees clockwise, after all else */
+    int depth = 0;                   /**< 1, 8, 24; 0: that of the scan */
+    bool smooth = false;             /**< 1-bit pages are turned in grey and cut to black and white again */
+    bool crop = true;                /**< false: the whole scan, turned */
+    bool deskew = true;              /**< false: cut out along the axes, not turned */
+    double least_angle_deg = 0.0;    /**< at smaller angles the page is cut out without resampling */
 };
 
 /** x_scan = xx * x + xy * y + x0, y_scan = yx * x + yy * y + y0; both sides counted from the top left. */
@@ -427,7 +430,7 @@ struct PageReport {
     int page = 1; /**< counted from 1 */
     Status status = Status::ok;
     Problem problem;
-    const Frame* frame = nullptr; /**< null: none was looked for; not owned */
+    const Frame* frame = nullptr;                                   /**< null: none was looked for; not owned */
     int width_in = 0, height_in = 0, width_out = 0, height_out = 0; /**< 0: none */
     Resolution resolution;
     int depth = 0; /**< of the result */
@@ -466,8 +469,8 @@ Problem ReadReport(std::string_view text, std::vector<KnownPage>* pages);
 /* ---- Drawings ---------------------------------------------------------------------------------------------------- */
 
 struct OverlayOptions {
-    std::string title;    /**< such as the file's name and page */
-    int longest = 1600;   /**< pixels of the scan's longer side in the drawing, at most */
+    std::string title;  /**< such as the file's name and page */
+    int longest = 1600; /**< pixels of the scan's longer side in the drawing, at most */
 };
 
 /** The scan, dimmed, with what FindFrame saw in it (ask it for the trace). */

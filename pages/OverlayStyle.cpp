@@ -1,0 +1,115 @@
+/*
+ * OverlayStyle.cpp - the marks that drawings are made of.
+ */
+#include "OverlayStyle.h"
+
+namespace quarlo::overlay
+{
+
+namespace
+{
+
+using Lines = std::vector<std::vector<Point>>;
+
+Path Stroke(const Lines& lines, const Colour& colour, double width)
+{
+    Path path;
+    path.lines = lines;
+    path.colour = colour;
+    path.width = width;
+    return path;
+}
+
+/* On something darker and wider, so that it is seen on every scan. */
+void DrawCased(const Path& path, double casing, Shapes* shapes)
+{
+    Path under = path;
+    under.colour = kCasing;
+    under.width = path.width + 2.0 * casing;
+    under.dash = 0.0;
+    shapes->push_back(under);
+    shapes->push_back(path);
+}
+
+Point Middle(const std::vector<Point>& run) { return run[run.size() / 2]; }
+
+} // namespace
+
+void DrawDots(const std::vector<Point>& points, const Colour& colour, double unit, Shapes* shapes)
+{
+    Lines dots;
+    for (const Point& point : points) dots.push_back({point});
+    if (!dots.empty()) shapes->push_back(Stroke(dots, colour, 1.6 * unit));
+}
+
+void DrawKept(const Lines& runs, const Colour& colour, double unit, Shapes* shapes)
+{
+    if (!runs.empty()) shapes->push_back(Stroke(runs, Faint(colour, 0.45), 6.0 * unit));
+}
+
+void DrawDropped(const Lines& runs, double unit, Shapes* shapes)
+{
+    Lines crosses;
+    const double arm = 3.0 * unit;
+    for (const std::vector<Point>& run : runs) {
+        const Point at = Middle(run);
+        crosses.push_back({{at.x - arm, at.y - arm}, {at.x + arm, at.y + arm}});
+        crosses.push_back({{at.x - arm, at.y + arm}, {at.x + arm, at.y - arm}});
+    }
+    if (runs.empty()) return;
+    Path through = Stroke(runs, kDropped, unit);
+    through.dash = 3.0 * unit;
+    shapes->push_back(through);
+    DrawCased(Stroke(crosses, kDropped, 1.2 * unit), 0.8 * unit, shapes);
+}
+
+void DrawFitted(const Lines& lines, double unit, Shapes* shapes)
+{
+    if (!lines.empty()) DrawCased(Stroke(lines, kLine, unit), 0.6 * unit, shapes);
+}
+
+void DrawFrame(const std::vector<Point>& corners, double unit, Shapes* shapes)
+{
+    Path path = Stroke({corners}, kFrame, 4.0 * unit);
+    path.closed = true;
+    shapes->push_back(path);
+}
+
+void DrawOutput(const std::vector<Point>& corners, double unit, Shapes* shapes)
+{
+    Path path = Stroke({corners}, kOutput, 1.4 * unit);
+    path.closed = true;
+    path.dash = 7.0 * unit;
+    DrawCased(path, 0.5 * unit, shapes);
+}
+
+void DrawArrowHead(Point tip, Point direction, const Colour& colour, double unit, Shapes* shapes)
+{
+    const double length = 13.0 * unit, half = 6.0 * unit;
+    const Point back = {tip.x - length * direction.x, tip.y - length * direction.y};
+    Path path;
+    path.lines = {{tip,
+                   {back.x - half * direction.y, back.y + half * direction.x},
+                   {back.x + half * direction.y, back.y - half * direction.x}}};
+    path.closed = true;
+    path.fill = colour;
+    path.colour = kGround;
+    path.width = unit;
+    shapes->push_back(path);
+}
+
+void DrawCentre(Point centre, Point right, double unit, Shapes* shapes)
+{
+    const auto at = [&](double along, double down) {
+        return Point{centre.x + unit * (along * right.x - down * right.y),
+                     centre.y + unit * (along * right.y + down * right.x)};
+    };
+    DrawCased(
+        Stroke({{at(-14, 0), at(-4, 0)}, {at(4, 0), at(14, 0)}, {at(0, -22), at(0, -4)}, {at(0, 4), at(0, 14)}},
+               kFrame, 2.0 * unit),
+        unit, shapes);
+    /* The longer arm leads to the page's top. */
+    DrawArrowHead(at(0, -26), {right.y, -right.x}, kFrame, 0.7 * unit, shapes);
+}
+
+} // namespace quarlo::overlay

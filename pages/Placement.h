@@ -1,0 +1,17 @@
+/*
+ * Placement.h - what the search and the report need of placements beside the public functions.
+ */
+#ifndef QUARLO_PAGES_PLACEMENT_H
+#define QUARLO_PAGES_PLACEMENT_H
+
+#include "quarlo/pages.hpp"
+
+namespace quarlo
+{
+
+/* The angle by which the page is turned clockwise, -180 to 180 degrees. */
+double DegreesOf(const Placement& placement);
+
+} // namespace quarlo
+
+#endif
