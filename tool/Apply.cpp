@@ -3,7 +3,8 @@
  */
 #include "Apply.h"
 
-#include <set>
+#include <iterator>
+#include <vector>
 
 #include "Files.h"
 #include "Naming.h"
@@ -13,43 +14,46 @@ using namespace quarlo;
 namespace tool
 {
 
-namespace
-{
-
-/* The files of the report that may be meant by the input, best kind first. */
-std::set<std::string> FilesMeant(const std::vector<KnownPage>& pages, const std::string& input)
-{
-    std::set<std::string> all, same_stem;
-    for (const KnownPage& known : pages) {
-        if (known.file == input) return {input};
-        all.insert(known.file);
-        if (StemOf(known.file) == StemOf(input)) same_stem.insert(known.file);
-    }
-    return same_stem.empty() && all.size() == 1 ? all : same_stem;
-}
-
-} // namespace
-
 Problem KnownPages::Load(const std::string& report)
 {
     Bytes text;
+    std::vector<KnownPage> pages;
     Problem problem = ReadFile(report, &text);
-    if (!problem) problem = ReadReport(ViewOf(text), &pages_);
-    loaded_ = !problem;
-    return problem;
+    if (!problem) problem = ReadReport(ViewOf(text), &pages);
+    if (problem) return problem;
+    for (const KnownPage& page : pages) {
+        const bool is_new = files_.count(page.file) == 0;
+        if (is_new) stems_.emplace(StemOf(page.file), page.file);
+        files_[page.file].emplace(page.page, page.placement);
+    }
+    loaded_ = true;
+    return {};
+}
+
+Problem KnownPages::FileMeant(const std::string& input, std::string* file) const
+{
+    const auto [first, last] = stems_.equal_range(StemOf(input));
+    if (files_.count(input) != 0)
+        *file = input;
+    else if (first != last && std::next(first) != last)
+        return {Code::bad_report, "report", "the report has several files of this name, in other folders"};
+    else if (first != last)
+        *file = first->second;
+    else if (files_.size() == 1)
+        *file = files_.begin()->first;
+    return {};
 }
 
 Problem KnownPages::Find(const std::string& input, int page, Placement* placement) const
 {
-    const std::set<std::string> files = FilesMeant(pages_, input);
-    if (files.size() > 1)
-        return {Code::bad_report, "report", "several files of the report have this name in other folders"};
-    for (const KnownPage& known : pages_) {
-        if (files.count(known.file) == 0 || known.page != page) continue;
-        *placement = known.placement;
-        return {};
-    }
-    return {Code::bad_report, "report", "the report has no frame of this page"};
+    std::string name;
+    const Problem problem = FileMeant(input, &name);
+    if (problem) return problem;
+    const auto file = files_.find(name);
+    if (file == files_.end() || file->second.count(page) == 0)
+        return {Code::bad_report, "report", "the report has no frame of this page"};
+    *placement = file->second.at(page);
+    return {};
 }
 
 } // namespace tool

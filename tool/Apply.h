@@ -4,8 +4,8 @@
 #ifndef QUARLO_TOOL_APPLY_H
 #define QUARLO_TOOL_APPLY_H
 
+#include <map>
 #include <string>
-#include <vector>
 
 #include "quarlo/pages.hpp"
 
@@ -25,8 +25,12 @@ public:
     quarlo::Problem Find(const std::string& input, int page, quarlo::Placement* placement) const;
 
 private:
+    /* The file of the report that is meant by an input. */
+    quarlo::Problem FileMeant(const std::string& input, std::string* file) const;
+
     bool loaded_ = false;
-    std::vector<quarlo::KnownPage> pages_;
+    std::map<std::string, std::map<int, quarlo::Placement>> files_; /* by name, and page */
+    std::multimap<std::string, std::string> stems_;                 /* and the files that have them */
 };
 
 } // namespace tool

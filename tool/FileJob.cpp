@@ -20,6 +20,25 @@ namespace tool
 namespace
 {
 
+/* A failure that is none of a page's own work; page 0: of the whole file. */
+void TellOf(int page, const Problem& problem, FileRecord* record)
+{
+    record->pages.emplace_back();
+    PageRecord& told = record->pages.back();
+    told.result.report.file = record->input;
+    told.result.report.page = std::max(page, 1);
+    told.result.Fail(Status::error, problem);
+    told.is_file = page == 0;
+}
+
+/* A name should say what is in the file. */
+std::string NameWarning(const std::string& target, Format format)
+{
+    if (target == "-" || FormatOfName(target) == format || std::filesystem::path(target).extension().empty())
+        return "";
+    return target + " is written as " + std::string(NameOf(format)) + ", which its name does not say";
+}
+
 class FileJob
 {
 public:
@@ -41,18 +60,13 @@ private:
 
     Problem Open()
     {
-        const std::string& name = record_.input;
-        Problem problem;
-        if (name != "-") {
-            problem = Input::OpenFile(name, &input_);
-        } else if (options_.on_fail != OnFail::copy) {
-            problem = Input::OpenStream(STDIN_FILENO, &input_);
-        } else {
-            /* A copy needs the bytes themselves, and they come but once. */
-            problem = ReadAll(STDIN_FILENO, &stream_);
-            if (!problem) problem = Input::OpenMemory(stream_, &input_);
-        }
-        return problem;
+        if (record_.input != "-") return Input::OpenFile(record_.input, &input_);
+        Bytes bytes;
+        const Problem problem = ReadAll(STDIN_FILENO, &bytes);
+        if (problem) return problem;
+        /* A copy needs the bytes themselves, and they come but once. */
+        if (options_.on_fail == OnFail::copy) stream_ = bytes;
+        return Input::OpenMemory(std::move(bytes), &input_);
     }
 
     Problem Select()
@@ -140,14 +154,16 @@ private:
         if (options_.in_place && format_ != input_->format())
             return {Code::bad_argument, "write", "--in-place cannot change the format"};
         const bool divides = indices_.size() > 1 && format_ != Format::tiff;
-        if (!divides && !NamesPages(options_)) return MakeResult(indices_, 0);
+        if (!divides && !NamesPages(options_)) {
+            MakeResult(indices_, 0);
+            return {};
+        }
         if (!options_.output.empty() || options_.in_place)
             return {Code::cannot_hold, "write",
                     "the format holds one page of the " + std::to_string(indices_.size()) +
                         "; choose TIFF, --pages, or a file a page with -O"};
         for (const int index : indices_) {
-            const Problem problem = MakeResult({index}, index + 1);
-            if (problem) return problem;
+            MakeResult({index}, index + 1);
             if (!record_.pages.empty() && !GoesOn(record_.pages.back())) break;
         }
         return {};
@@ -166,16 +182,14 @@ private:
     }
 
     /* One result of these pages; number: that of the only page of a result, else 0. */
-    Problem MakeResult(const std::vector<int>& indices, int number)
+    void MakeResult(const std::vector<int>& indices, int number)
     {
         const std::string target = ResultName(options_, record_.input, input_->format(), number);
         bool skip = false;
         const Problem problem = ClaimTarget(target, &skip);
-        if (problem) return problem;
-        if (skip) {
-            record_.skipped.push_back(target);
-            return {};
-        }
+        if (problem) return TellOf(number, problem, &record_);
+        if (skip) return record_.skipped.push_back(target);
+
         const size_t first = record_.pages.size();
         WriteOptions write = options_.write;
         write.format = format_;
@@ -188,11 +202,12 @@ private:
             fails = fails || !page.result.delivers();
             if (!GoesOn(page)) break;
         }
+        const std::string warning = NameWarning(target, format_);
+        if (!warning.empty()) record_.pages[first].result.report.warnings.push_back(warning);
         if (fails || record_.pages.size() - first < indices.size())
             LeaveOut(first);
         else
             Finish(&file, first);
-        return {};
     }
 
     static void AddPage(ResultFile* file, PageResult* page)
@@ -246,7 +261,8 @@ private:
         const auto culprit = std::find_if(begin, record_.pages.end(),
                                           [](const PageRecord& page) { return !page.result.delivers(); });
         const bool found = culprit != record_.pages.end();
-        const Status status = found && culprit->result.report.status != Status::error ? Status::refused : Status::error;
+        const Status status =
+            found && culprit->result.report.status != Status::error ? Status::refused : Status::error;
         Problem problem = Interrupted("write");
         if (found)
             problem = {culprit->result.report.problem.code, "write",
@@ -269,15 +285,6 @@ private:
     Format format_ = Format::unknown;
 };
 
-void TellOfFile(const Problem& problem, FileRecord* record)
-{
-    record->pages.emplace_back();
-    PageRecord& page = record->pages.back();
-    page.result.report.file = record->input;
-    page.result.Fail(Status::error, problem);
-    page.is_file = true;
-}
-
 } // namespace
 
 bool EndsWork(const Options& options, const PageResult& page)
@@ -297,7 +304,7 @@ FileRecord DoFile(const Call& call, const std::string& input, const std::string&
     } catch (const std::bad_alloc&) {
         problem = MemoryRanOut("write");
     }
-    if (problem) TellOfFile(problem, &record);
+    if (problem) TellOf(0, problem, &record);
     return record;
 }
 

@@ -25,10 +25,33 @@ namespace
 
 constexpr size_t kChunk = 1 << 16;
 
-Problem ReadProblem() { return {Code::cannot_read, "read", std::string("cannot be read: ") + std::strerror(errno)}; }
+/* Closes itself. */
+struct Descriptor {
+    explicit Descriptor(int opened) : number(opened) {}
+    ~Descriptor()
+    {
+        if (number >= 0) close(number);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    const int number;
+};
+
+Problem ReadProblem()
+{
+    return {Code::cannot_read, "read", std::string("cannot be read: ") + std::strerror(errno)};
+}
 Problem WriteProblem(int error)
 {
     return {Code::cannot_write, "write", std::string("cannot be written: ") + std::strerror(error)};
+}
+
+/* Nobody reads on: not worth a message, but the end of the work. */
+Problem ClosedPipe()
+{
+    NoteClosedPipe();
+    return {Code::interrupted, "write", "nobody reads standard output"};
 }
 
 } // namespace
@@ -51,19 +74,16 @@ Problem ReadAll(int descriptor, Bytes* bytes)
 
 Problem ReadFile(const std::string& name, Bytes* bytes)
 {
-    const int descriptor = open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return ReadProblem();
-    const Problem problem = ReadAll(descriptor, bytes);
-    close(descriptor);
-    return problem;
+    const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    return file.number < 0 ? ReadProblem() : ReadAll(file.number, bytes);
 }
 
 Problem WriteAll(int descriptor, std::string_view bytes)
 {
     while (!bytes.empty()) {
         const ssize_t count = write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0 && errno == EPIPE && descriptor == STDOUT_FILENO) NoteClosedPipe();
+        if (count < 0 && errno == EINTR && StopSignal() == 0) continue;
+        if (count < 0 && errno == EPIPE && descriptor == STDOUT_FILENO) return ClosedPipe();
         if (count < 0) return WriteProblem(errno);
         bytes.remove_prefix(static_cast<size_t>(count));
     }

@@ -21,7 +21,8 @@ constexpr std::string_view kStem = "{stem}", kExt = "{ext}", kPage = "{page}";
 
 void Replace(std::string_view placeholder, const std::string& value, std::string* text)
 {
-    for (size_t at = text->find(placeholder); at != std::string::npos; at = text->find(placeholder, at + value.size()))
+    for (size_t at = text->find(placeholder); at != std::string::npos;
+         at = text->find(placeholder, at + value.size()))
         text->replace(at, placeholder.size(), value);
 }
 
@@ -99,8 +100,8 @@ std::string NamesComplaint(const Options& options)
 Format ResultFormat(const Options& options, Format input_format)
 {
     if (options.write.format != Format::unknown) return options.write.format;
-    const Format named = options.in_place ? Format::unknown
-                                          : FormatOfName(options.output.empty() ? options.name : options.output);
+    const Format named =
+        options.in_place ? Format::unknown : FormatOfName(options.output.empty() ? options.name : options.output);
     return named != Format::unknown ? named : input_format;
 }
 

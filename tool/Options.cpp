@@ -25,13 +25,39 @@ constexpr const char* kFooter =
     "Angles: positive where the page has to be turned, and is turned, clockwise.\n"
     "\n"
     "Exit codes: 0 all pages done; 1 a file could not be read, processed or written; 2 wrong usage;\n"
-    "3 all worked, but a page had no usable frame or was refused by a limit; 129, 130, 141, 143 interrupted.\n"
+    "3 all worked, but a page had no usable frame or was refused by a limit; 129 to 143 interrupted.\n"
     "\n"
     "Examples:\n"
     "  quarlo scan.tif                                  writes scan_q.tif beside it\n"
     "  quarlo -O pages -f png --margin 2mm --json=report.jsonl --overlay check/ scans/*.jpg";
 
-template <class T> struct Word {
+/* Names as people read them, one empty line between groups. */
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    HelpFormatter()
+    {
+        column_width(31);
+        label("Positionals", "Input");
+    }
+    std::string make_usage(const CLI::App*, std::string) const override
+    {
+        return "Usage: quarlo [OPTIONS] INPUT...\n";
+    }
+    std::string make_option_name(const CLI::Option* option, bool is_positional) const override
+    {
+        const std::string name = CLI::Formatter::make_option_name(option, is_positional);
+        const std::string spaced = CLI::detail::find_and_replace(name, ",", ", ");
+        return CLI::detail::find_and_replace(spaced, "{-}", "[=FILE]");
+    }
+    std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override
+    {
+        return CLI::detail::find_and_replace(CLI::Formatter::make_help(app, name, mode), "\n\n\n", "\n\n");
+    }
+};
+
+template <class T>
+struct Word {
     const char* text;
     T value;
 };
@@ -87,7 +113,9 @@ public:
 
     void Flag(const std::string& names, bool* flag, bool value, const std::string& help)
     {
-        app_->add_flag_callback(names, [=] { *flag = value; }, help)->group(name_);
+        app_->add_flag_callback(
+                names, [=] { *flag = value; }, help)
+            ->group(name_);
     }
 
 private:
@@ -116,7 +144,7 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
     Group group(app, "Output");
     group.Text("-o,--output", "FILE|-", &options->output, "the result of a single input; -: standard output");
     group.Text("-O,--output-dir", "DIR", &options->folder,
-               "folder of the results, created if needed (each beside its input)");
+               "folder of the results, created if needed (default: that of each input)");
     group.Value(
         "--name", "PATTERN",
         [=](const std::string& text) {
@@ -124,11 +152,11 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
             options->name = text;
             return std::string();
         },
-        "names of results, with {stem}, {ext} and {page}, the last for\none file a page ({stem}_q.{ext})");
+        "names of the results (default {stem}_q.{ext}); with {page} each page\ngets a file of its own");
     group.Value(
         "-f,--format", "bmp|png|jpeg|tiff|pnm",
         [=](const std::string& text) { return ReadFormat(text, &options->write.format); },
-        "format of the results (by the output's extension, else the input's)");
+        "format of the results (default: by the output's extension, else as the\ninput)");
     group.Flag("--overwrite", &extras->overwrite, true, "replace files that exist");
     group.Flag("--skip-existing", &extras->skip_existing, true, "leave out inputs whose result exists");
     group.Flag("--in-place", &options->in_place, true, "replace each input by its result, safely");
@@ -139,14 +167,14 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
                                {"deflate", Compression::deflate},
                                {"g4", Compression::g4},
                                {"jpeg", Compression::jpeg}},
-                              "compression within the format (same as the input's)");
+                              "compression within the format (default same: as the input's)");
     group.Value(
         "--quality", "same|1..100",
         [=](const std::string& text) { return ReadCount(text, "same", 1, 100, &options->write.quality); },
-        "of JPEG (same as the input's, 90 where it has none)");
+        "of JPEG (default same: as the input's, 90 where it has none)");
     group.Value(
         "--pages", "LIST", [=](const std::string& text) { return ReadPages(text, &options->pages); },
-        "which pages of each input, such as 1-3,7 or 4- (all)");
+        "which pages of each input, such as 1-3,7 or 4- (default: all)");
 }
 
 void AddSearchOptions(CLI::App* app, Options* options)
@@ -154,53 +182,53 @@ void AddSearchOptions(CLI::App* app, Options* options)
     Group group(app, "Finding the page");
     group.Choice<Ground>("--ground", &options->search.ground,
                          {{"dark", Ground::dark}, {"light", Ground::light}, {"auto", Ground::automatic}},
-                         "what the page lies on (auto)");
+                         "what the page lies on (default auto)");
     group.Value(
         "-t,--threshold", "auto|1..255",
         [=](const std::string& text) { return ReadCount(text, "auto", 1, 255, &options->search.threshold); },
-        "grey level that parts ground and page (auto)");
+        "grey level that parts ground and page (default auto)");
     group.Value(
         "-a,--max-angle", "DEGREES",
         [=](const std::string& text) { return ReadNumber(text, 0.001, 180, &options->limits.max_angle_deg); },
-        "refuse pages that are turned further (no limit)");
+        "refuse pages that are turned further");
     group.Value(
         "-l,--min-angle", "DEGREES",
         [=](const std::string& text) { return ReadNumber(text, 0, 45, &options->result.least_angle_deg); },
-        "crop pages that are turned less without resampling (0)");
+        "crop pages that are turned less without resampling (default 0)");
     group.Value(
         "--min-area", "SHARE", [=](const std::string& text) { return ReadShare(text, &options->limits.min_area); },
-        "refuse pages that are less of the scan, such as 25% (no limit)");
+        "refuse pages smaller than that share of the scan, such as 25%");
     group.Choice<OnFail>("--on-fail", &options->on_fail,
                          {{"copy", OnFail::copy}, {"skip", OnFail::skip}, {"stop", OnFail::stop}},
-                         "a page that cannot be cropped is copied as it is, its file is\n"
-                         "skipped, or all work stops (skip)");
+                         "a page that cannot be cropped is copied as it is, its document is\n"
+                         "skipped, or all work stops (default skip)");
 }
 
 void AddResultOptions(CLI::App* app, Options* options)
 {
     ResultOptions* result = &options->result;
     Group group(app, "The result");
-    group.Choice<Interpolation>("-i,--interpolate", &result->interpolation,
-                                {{"cubic", Interpolation::cubic},
-                                 {"linear", Interpolation::linear},
-                                 {"nearest", Interpolation::nearest}},
-                                "how pixels are made (linear); 1-bit pages: nearest, but see --smooth");
+    group.Choice<Interpolation>(
+        "-i,--interpolate", &result->interpolation,
+        {{"cubic", Interpolation::cubic}, {"linear", Interpolation::linear}, {"nearest", Interpolation::nearest}},
+        "how pixels are made (default linear); 1-bit pages take the nearest\n"
+        "unless --smooth is given");
     group.Value(
-        "--fill", "white|black|#rrggbb|edge", [=](const std::string& text) { return ReadFill(text, &result->fill); },
+        "--fill", "white|black|#rrggbb|edge",
+        [=](const std::string& text) { return ReadFill(text, &result->fill); },
         "colour of the corners and margins that the scan does not cover;\n"
-        "edge: the mean of the scan's outer columns (white)");
+        "edge: the mean of the scan's outer columns (default white)");
     group.Value(
-        "--margin", "2mm|10px[,...]",
-        [=](const std::string& text) { return ReadMargins(text, &result->margins); },
+        "--margin", "2mm|10px[,...]", [=](const std::string& text) { return ReadMargins(text, &result->margins); },
         "room around the page: all sides, or top,right,bottom,left;\n"
-        "negative trims; units mm, cm, in, px (0)");
+        "negative trims; units mm, cm, in, px (default 0)");
     group.Value(
         "--size", "a4|letter|WxHmm", [=](const std::string& text) { return ReadSize(text, &result->size); },
-        "size of the result, the page in its middle (that of the page)");
+        "size of the result, the page in its middle (default: that of the page)");
     group.Choice<int>("--rotate", &result->turn, {{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}},
-                      "turn the upright page clockwise (0)");
+                      "turn the upright page clockwise (default 0)");
     group.Choice<int>("--depth", &result->depth, {{"same", 0}, {"1", 1}, {"8", 8}, {"24", 24}},
-                      "bits per pixel (same)");
+                      "bits per pixel (default same)");
     group.Flag("--smooth", &result->smooth, true, "turn 1-bit pages in grey and cut them to black and white again");
     group.Flag("--no-crop", &result->crop, false, "keep the whole scan, turned upright");
     group.Flag("--no-deskew", &result->deskew, false, "crop along the axes, do not turn");
@@ -212,7 +240,7 @@ void AddInformationOptions(CLI::App* app, Options* options, Extras* extras)
     group.Flag("-n,--dry-run", &options->dry_run, true, "find and report only, write no results");
     group.Flag("--angle", &options->angle, true, "print the angle of each page and nothing else; implies -n");
     /* A flag with a value: --json scan.png must not take the scan for the report's name. */
-    app->add_flag("--json{-}", options->json, "report, a line of JSON for each page (to standard output)")
+    app->add_flag("--json{-}", options->json, "report, a line of JSON for each page (default: to standard output)")
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)
         ->group("Information");
     group.Text("--overlay", "FILE|DIR", &options->overlay,
@@ -330,9 +358,8 @@ int ExplainCode(int code)
 std::optional<int> ParseOptions(int argc, char** argv, Options* options)
 {
     Extras extras;
-    CLI::App app{"Finds the page in a scan and gives it back upright and cropped to its exact size.", "quarlo"};
-    app.get_formatter()->column_width(30);
-    app.get_formatter()->label("Positionals", "Input");
+    CLI::App app{"Finds the page in a scan and gives it back upright and cropped to its exact size.\n", "quarlo"};
+    app.formatter(std::make_shared<HelpFormatter>());
     app.footer(kFooter);
     app.add_option("INPUT", options->inputs, "scans: BMP, PNG, JPEG, TIFF or PNM files; -: standard input")
         ->option_text(" ");

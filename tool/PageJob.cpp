@@ -68,7 +68,8 @@ private:
     Problem Find()
     {
         result_.frame = std::make_unique<Frame>(known_.loaded() ? KnownFrame() : SearchedFrame());
-        Frame& frame = *result_.frame;
+        const Frame& frame = *result_.frame;
+        result_.report.frame = &frame;
         if (frame.problem.code == Code::out_of_memory) return frame.problem;
         refusal_ = frame.problem;
         if (!refusal_) refusal_ = Check(frame, options_.limits);

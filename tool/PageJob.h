@@ -47,10 +47,7 @@ struct PageResult {
     std::string drawing;                  /**< the bytes of the drawing */
     quarlo::Problem drawing_problem;
 
-    bool delivers() const
-    {
-        return report.status == quarlo::Status::ok || report.status == quarlo::Status::copied;
-    }
+    bool delivers() const { return report.status == quarlo::Status::ok || report.status == quarlo::Status::copied; }
     void Fail(quarlo::Status status, const quarlo::Problem& problem)
     {
         report.status = status;

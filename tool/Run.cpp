@@ -3,6 +3,8 @@
  */
 #include "Run.h"
 
+#include <csignal>
+#include <cstdio>
 #include <map>
 
 #include "FileJob.h"
@@ -66,6 +68,7 @@ int Run(const Options& options)
         reporter.Tell(file);
         if (EndsWork(options, file)) break;
     }
+    if (StopSignal() != 0 && StopSignal() != SIGPIPE) std::fputs("quarlo: interrupted\n", stderr);
     return reporter.Close();
 }
 

@@ -4,6 +4,7 @@
 #include "Signals.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace tool
 {
@@ -23,7 +24,6 @@ void Handle(int number, void (*handler)(int))
     action = {};
     action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
     sigaction(number, &action, nullptr);
 }
 

@@ -33,7 +33,8 @@ std::vector<std::string_view> Split(std::string_view text, char separator)
 }
 
 /* The whole text has to be the number; independent of the locale. */
-template <class Number> bool Reads(std::string_view text, Number* number)
+template <class Number>
+bool Reads(std::string_view text, Number* number)
 {
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     Number value{};
@@ -80,12 +81,8 @@ struct Paper {
     double width, height; /* millimetres */
 };
 
-constexpr Paper kPapers[] = {{"a3", 297.0, 420.0},
-                             {"a4", 210.0, 297.0},
-                             {"a5", 148.0, 210.0},
-                             {"a6", 105.0, 148.0},
-                             {"letter", 215.9, 279.4},
-                             {"legal", 215.9, 355.6}};
+constexpr Paper kPapers[] = {{"a3", 297.0, 420.0}, {"a4", 210.0, 297.0},     {"a5", 148.0, 210.0},
+                             {"a6", 105.0, 148.0}, {"letter", 215.9, 279.4}, {"legal", 215.9, 355.6}};
 
 bool ReadsPaper(std::string_view text, std::array<Length, 2>* size)
 {
