@@ -101,12 +101,20 @@ std::string UrlOf(const std::string& path)
     return url;
 }
 
+/* Other pages have no score and no angle that mean anything; of a page that was copied a frame may be known. */
+bool HasFrame(const SheetEntry& entry)
+{
+    return entry.status == Status::ok || entry.status == Status::refused || entry.score > 0.0;
+}
+
 std::string About(const SheetEntry& entry)
 {
     std::string html = "<div class=\"about\"><h2 class=\"title\">" + Escaped(entry.title) + "</h2>\n";
     html += "<p class=\"facts\">" + Badge(entry.status, Words(entry.status));
-    html += "<span>score " + Fixed(entry.score, 2) + "</span><span>turn " + Fixed(entry.angle_deg, 2) +
-            "&#176;</span></p>\n";
+    if (HasFrame(entry))
+        html += "<span>score " + Fixed(entry.score, 2) + "</span><span>turn " + Fixed(entry.angle_deg, 2) +
+                "&#176;</span>";
+    html += "</p>\n";
     if (!entry.note.empty()) html += "<p class=\"note\">" + Escaped(entry.note) + "</p>\n";
     return html + "</div>";
 }

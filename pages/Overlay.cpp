@@ -175,6 +175,7 @@ std::vector<std::vector<Point>> Runs(const Mapping& map, const Trace::Side& side
 Layer DroppedLayer(const Marks& marks)
 {
     Layer layer = {"dropped", "Runs of border points that were left out as noise", {}};
+    if (!HasDropped(marks.frame.trace)) return layer;
     for (const Trace::Side& side : marks.frame.trace.sides)
         DrawDropped(Runs(marks.map, side, false), marks.unit, &layer.shapes);
     return layer;
@@ -281,6 +282,14 @@ void AddLegend(const Frame& frame, const std::string& title, const Scale& scale,
 
 } // namespace
 
+bool HasDropped(const Trace& trace)
+{
+    bool kept = false, dropped = false;
+    for (const Trace::Side& side : trace.sides)
+        for (const Trace::Segment& segment : side.segments) (segment.kept ? kept : dropped) = true;
+    return kept && dropped;
+}
+
 Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, Drawing* drawing)
 {
     if (scan.empty() || options.longest < 1) return {Code::bad_argument, "overlay", "there is nothing to draw"};
@@ -301,7 +310,7 @@ Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& op
     made.layers.push_back({"scan", "The scan in grey, dimmed", {std::move(picture)}});
     const Marks marks = {frame, Mapping(scan, size, {margin, margin}), scale.unit};
     for (const auto& layer_of :
-         {FrameLayer, KeptLayer, PointsLayer, DroppedLayer, LinesLayer, OutputLayer, ExtremesLayer, CentreLayer})
+         {FrameLayer, OutputLayer, KeptLayer, PointsLayer, DroppedLayer, LinesLayer, ExtremesLayer, CentreLayer})
         made.layers.push_back(layer_of(marks));
     AddLegend(frame, made.title, scale, &made);
     *drawing = std::move(made);

@@ -67,6 +67,9 @@ struct Drawing {
 /** What there is to see of a frame on a scan. */
 Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, Drawing* drawing);
 
+/** Whether noise was told from edges, and there was some. Before that no segment is kept. */
+bool HasDropped(const Trace& trace);
+
 std::string SvgOf(const Drawing& drawing);
 Problem PngOf(const Drawing& drawing, Bytes* png);
 

@@ -41,6 +41,8 @@ public:
         }
     }
 
+    void Gap() { y_ += 0.5 * letters_; }
+
     void Head(const std::string& text)
     {
         Put(text, 0.0, kFaintText, true, 0.85);
@@ -85,11 +87,12 @@ public:
         y_ += 0.9 * letters_;
     }
 
-    /* A little field at the end of the row above. */
+    /* A little field behind the words of the row above. */
     void Field(const Colour& colour)
     {
-        const double side = 1.0 * letters_;
-        const Box box = {kColumn * letters_ - side, y_ - 1.25 * letters_, side, side};
+        const double words = std::get<Label>(shapes_.back()).at.x / letters_ +
+                             TextWidth(std::get<Label>(shapes_.back()).text, false);
+        const Box box = {(words + 0.6) * letters_, y_ - 1.25 * letters_, letters_, letters_};
         Rectangle(box, colour);
         std::get<Path>(shapes_.back()).colour = kFaintText;
         std::get<Path>(shapes_.back()).width = 0.08 * letters_;
@@ -160,6 +163,7 @@ Block TitleBlock(const Frame& frame, const std::string& title, double letters)
     block.Text(title, kText, true, 1.25, 3);
     block.Text(Headline(frame), Verdict(frame), true, 1.1, 2);
     if (!frame.problem) return block;
+    block.Gap();
     if (!frame.problem.stage.empty()) block.Fact("Stopped at", Cleaned(frame.problem.stage));
     block.Fact("Code", std::to_string(static_cast<int>(frame.problem.code)));
     if (!frame.problem.reason.empty()) block.Fact("Reason", Cleaned(frame.problem.reason));
@@ -186,8 +190,8 @@ Block FactsBlock(const Frame& frame, double letters)
     block.Fact("Page", std::to_string(frame.width) + " \xC3\x97 " + std::to_string(frame.height) + " pixels");
     block.Fact("Centre", Fixed(frame.center.x, 1) + ", " + Fixed(frame.center.y, 1));
     if (!Searched(frame)) return block;
-    block.Fact("Skewness", Fixed(frame.parallel_deg, 2) + "\xC2\xB0 from parallel, " + Fixed(frame.square_deg, 2) +
-                               "\xC2\xB0 from square");
+    block.Fact("Shape", Fixed(frame.parallel_deg, 2) + "\xC2\xB0 from parallel, " + Fixed(frame.square_deg, 2) +
+                            "\xC2\xB0 from square");
     block.Fact("Score", ScoreText(frame), Verdict(frame));
     block.Bar(frame.score, Verdict(frame));
     return block;
@@ -223,14 +227,6 @@ void AddSideKeys(const Trace& trace, double unit, Block* block)
     }
 }
 
-bool HasDropped(const Trace& trace)
-{
-    for (const Trace::Side& side : trace.sides)
-        for (const Trace::Segment& segment : side.segments)
-            if (!segment.kept) return true;
-    return false;
-}
-
 void AddTraceKeys(const Trace& trace, double unit, Block* block)
 {
     AddSideKeys(trace, unit, block);
@@ -249,12 +245,8 @@ void AddTraceKeys(const Trace& trace, double unit, Block* block)
         });
 }
 
-Block KeysBlock(const Frame& frame, double unit, double letters)
+void AddFrameKeys(double unit, Block* block)
 {
-    Block block(letters);
-    block.Head("What is drawn");
-    AddTraceKeys(frame.trace, unit, &block);
-    if (!frame.found) return block;
     const auto corners = [unit](Point at, double half) {
         const double down = 4.5 * unit;
         return std::vector<Point>{{at.x - half, at.y - down},
@@ -262,14 +254,23 @@ Block KeysBlock(const Frame& frame, double unit, double letters)
                                   {at.x + half, at.y + down},
                                   {at.x - half, at.y + down}};
     };
-    block.Key("the page: where its edges meet",
-              [&](Point at, double half, Shapes* shapes) { DrawFrame(corners(at, half), unit, shapes); });
-    block.Key("what is cut out",
-              [&](Point at, double half, Shapes* shapes) { DrawOutput(corners(at, half), unit, shapes); });
-    block.Key("centre; the arrow leads to the top", [&](Point at, double, Shapes* shapes) {
+    block->Key("the page: where its edges meet",
+               [&](Point at, double half, Shapes* shapes) { DrawFrame(corners(at, half), unit, shapes); });
+    block->Key("what is cut out",
+               [&](Point at, double half, Shapes* shapes) { DrawOutput(corners(at, half), unit, shapes); });
+    block->Key("centre; the arrow leads to the top", [&](Point at, double, Shapes* shapes) {
         DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, 0.5 * unit, shapes);
     });
-    return block;
+}
+
+Block KeysBlock(const Frame& frame, double unit, double letters)
+{
+    Block block(letters);
+    block.Head("What is drawn");
+    const double empty = block.height();
+    AddTraceKeys(frame.trace, unit, &block);
+    if (frame.found) AddFrameKeys(unit, &block);
+    return block.height() > empty ? block : Block(letters);
 }
 
 /* ---- Putting blocks in place ---- */
@@ -311,16 +312,22 @@ Box DrawLegend(const Frame& frame, const std::string& title, const Scale& scale,
     const double gap = kGap * letters, step = ColumnWidth(scale) + gap;
     const double fitting = std::floor((width + gap) / step);
     const std::size_t columns = one_column ? 1 : static_cast<std::size_t>(std::clamp(fitting, 1.0, 4.0));
-    std::vector<double> used(columns, 0.0);
+    double all = 0.0;
+    for (const Block& block : blocks) all += block.height();
+    const double enough = 1.15 * all / static_cast<double>(columns); /* a column higher than that begins the next */
+    double y = 0.0, height = 0.0;
+    std::size_t column = 0;
     for (const Block& block : blocks) {
         if (block.shapes().empty()) continue;
-        const auto column = std::min_element(used.begin(), used.end());
-        if (*column > 0.0) *column += gap;
-        Place(block, {at.x + static_cast<double>(column - used.begin()) * step, at.y + *column}, shapes);
-        *column += block.height();
+        if (y > 0.0 && y + block.height() > enough && column + 1 < columns) {
+            ++column;
+            y = 0.0;
+        }
+        Place(block, {at.x + static_cast<double>(column) * step, at.y + y}, shapes);
+        height = std::max(height, y + block.height());
+        y += block.height() + gap;
     }
-    const double height = *std::max_element(used.begin(), used.end());
-    return {at.x, at.y, static_cast<double>(columns) * step - gap, height};
+    return {at.x, at.y, static_cast<double>(column + 1) * step - gap, height};
 }
 
 } // namespace quarlo::overlay

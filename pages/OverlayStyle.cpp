@@ -3,6 +3,8 @@
  */
 #include "OverlayStyle.h"
 
+#include <cmath>
+
 namespace quarlo::overlay
 {
 
@@ -31,7 +33,17 @@ void DrawCased(const Path& path, double casing, Shapes* shapes)
     shapes->push_back(path);
 }
 
-Point Middle(const std::vector<Point>& run) { return run[run.size() / 2]; }
+/* The middles of runs, but for those that crosses would stand too close to each other. */
+std::vector<Point> SpacedMiddles(const Lines& runs, double spacing)
+{
+    std::vector<Point> middles;
+    for (const std::vector<Point>& run : runs) {
+        const Point at = run[run.size() / 2];
+        if (middles.empty() || std::hypot(at.x - middles.back().x, at.y - middles.back().y) >= spacing)
+            middles.push_back(at);
+    }
+    return middles;
+}
 
 } // namespace
 
@@ -49,17 +61,14 @@ void DrawKept(const Lines& runs, const Colour& colour, double unit, Shapes* shap
 
 void DrawDropped(const Lines& runs, double unit, Shapes* shapes)
 {
+    if (runs.empty()) return;
     Lines crosses;
-    const double arm = 3.0 * unit;
-    for (const std::vector<Point>& run : runs) {
-        const Point at = Middle(run);
+    const double arm = 2.6 * unit;
+    for (const Point& at : SpacedMiddles(runs, 6.0 * arm)) {
         crosses.push_back({{at.x - arm, at.y - arm}, {at.x + arm, at.y + arm}});
         crosses.push_back({{at.x - arm, at.y + arm}, {at.x + arm, at.y - arm}});
     }
-    if (runs.empty()) return;
-    Path through = Stroke(runs, kDropped, unit);
-    through.dash = 3.0 * unit;
-    shapes->push_back(through);
+    shapes->push_back(Stroke(runs, Faint(kDropped, 0.6), unit));
     DrawCased(Stroke(crosses, kDropped, 1.2 * unit), 0.8 * unit, shapes);
 }
 
