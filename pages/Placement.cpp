@@ -111,8 +111,22 @@ double DegreesOf(const Placement& placement)
 
 std::array<Point, 4> CornersOf(const Placement& placement)
 {
+    /* The centres of the result's corner pixels, taken back to the scan by the formula of RotateBitmap. */
+    const double cosine = std::cos(placement.angle);
+    const double sine = std::sin(placement.angle);
+    const int left = -((placement.width - 1) / 2), right = left + placement.width - 1;
+    const int low = -((placement.height - 1) / 2), high = low + placement.height - 1;
+    const auto scan_point = [&](int column, int row) {
+        return Point{placement.center.x + column * cosine + row * sine,
+                     placement.scan_height - 1 - (placement.center.y + row * cosine - column * sine)};
+    };
+    return {scan_point(left, high), scan_point(right, high), scan_point(right, low), scan_point(left, low)};
+}
+
+std::array<Point, 4> OutlineOf(const Placement& placement)
+{
     RowCorners found;
-    if (!FindRowCorners(placement, &found)) return {};
+    if (!FindRowCorners(placement, &found)) return CornersOf(placement);
     const double cosine = std::cos(placement.angle);
     const double sine = std::sin(placement.angle);
     const Point all[] = {found.left, found.top, found.right, found.bottom};
@@ -155,12 +169,11 @@ RowSpans SpansOf(const Placement& placement)
     return spans;
 }
 
-Placement Scaled(const Placement& placement, int scan_width, int scan_height)
+Placement ScaledBy(const Placement& placement, double factor_x, double factor_y, int scan_width, int scan_height)
 {
-    if (scan_width == placement.scan_width && scan_height == placement.scan_height) return placement;
-    const Axis x = {static_cast<double>(scan_width) / placement.scan_width};
-    const Axis y = {static_cast<double>(scan_height) / placement.scan_height};
-    const double factor = std::sqrt(x.factor * y.factor);
+    const Axis x = {factor_x};
+    const Axis y = {factor_y};
+    const double factor = std::sqrt(factor_x * factor_y);
     Placement scaled = placement;
     scaled.scan_width = scan_width;
     scaled.scan_height = scan_height;
@@ -170,6 +183,13 @@ Placement Scaled(const Placement& placement, int scan_width, int scan_height)
     scaled.height = std::max(1, Rounded(placement.height * factor));
     for (LineRec& line : scaled.lines) line = ScaledLine(line, x, y);
     return scaled;
+}
+
+Placement Scaled(const Placement& placement, int scan_width, int scan_height)
+{
+    if (scan_width == placement.scan_width && scan_height == placement.scan_height) return placement;
+    return ScaledBy(placement, static_cast<double>(scan_width) / placement.scan_width,
+                    static_cast<double>(scan_height) / placement.scan_height, scan_width, scan_height);
 }
 
 Frame FrameOf(const Placement& placement)

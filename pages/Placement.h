@@ -12,6 +12,9 @@ namespace quarlo
 /* The angle by which the page is turned clockwise, -180 to 180 degrees. */
 double DegreesOf(const Placement& placement);
 
+/* Scales by a factor that need not be the quotient of the sizes, as where a copy has part of a pixel more. */
+Placement ScaledBy(const Placement& placement, double factor_x, double factor_y, int scan_width, int scan_height);
+
 } // namespace quarlo
 
 #endif

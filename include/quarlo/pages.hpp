@@ -282,8 +282,14 @@ struct Placement {
 /** The same page in a picture of another size, taken of the same area: scaled about the pictures' outlines. */
 Placement Scaled(const Placement& placement, int scan_width, int scan_height);
 
-/** The page's corners: top left, top right, bottom right, bottom left, as the upright page is read. */
+/**
+ * The page's corners, where the corner pixels of the upright page come from: top left, top right, bottom right, bottom
+ * left, as it is read.
+ */
 std::array<Point, 4> CornersOf(const Placement& placement);
+
+/** Where the four lines cross, in the same order: what is sampled. Paper that is not square makes the two differ. */
+std::array<Point, 4> OutlineOf(const Placement& placement);
 
 /** The columns inside the page on each row, for RotateBitmap. Empty where the page covers no two rows of the picture. */
 struct RowSpans {
