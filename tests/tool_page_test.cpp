@@ -101,15 +101,14 @@ TEST_F(ToolPage, AffineMapTakesTheResultsCornersToThePagesCorners)
         const auto& size = report["size_out"];
         const double w = size[0], h = size[1];
         const std::array<Point, 4> expected = CornersOf(sheet);
-        const std::array<Point, 4> outline = {Point{-0.5, -0.5}, Point{w - 0.5, -0.5}, Point{w - 0.5, h - 0.5},
-                                              Point{-0.5, h - 0.5}};
+        const std::array<Point, 4> corners = {Point{0, 0}, Point{w - 1, 0}, Point{w - 1, h - 1}, Point{0, h - 1}};
         for (size_t i = 0; i < 4; ++i) {
-            const Point p = outline[i];
+            const Point p = corners[i];
             const double x =
                 map[0][0].get<double>() * p.x + map[0][1].get<double>() * p.y + map[0][2].get<double>();
             const double y =
                 map[1][0].get<double>() * p.x + map[1][1].get<double>() * p.y + map[1][2].get<double>();
-            EXPECT_LT(std::hypot(x - expected[i].x, y - expected[i].y), 1.5) << angle << " corner " << i;
+            EXPECT_LT(std::hypot(x - expected[i].x, y - expected[i].y), 1.0) << angle << " corner " << i;
         }
     }
 }
