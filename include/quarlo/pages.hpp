@@ -218,6 +218,7 @@ struct WriteOptions {
     Format format = Format::unknown;
     Compression compression = Compression::same; /**< same: as the page's metadata say, where the format can */
     int quality = 0;                             /**< of JPEG, 1 to 100; 0: the source's tables, or 90 without */
+    std::uint64_t raw_bytes = 0; /**< of all pages uncompressed, where known: beyond 4 GiB TIFF files get wide offsets */
 };
 
 /**
