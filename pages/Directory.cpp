@@ -183,6 +183,14 @@ bool DirectoryReader::Values(const Entry& entry, TiffTag* tag) const
     return true;
 }
 
+std::uint64_t DirectoryReader::BytesApart(const Entry& entry) const
+{
+    const std::uint64_t size = SizeOfType(entry.type);
+    const std::uint64_t inside = wide_ ? 8 : 4;
+    if (size == 0 || entry.count <= inside / size) return 0;
+    return entry.count <= source_->size() / size ? entry.count * size : source_->size() + 1;
+}
+
 bool DirectoryReader::Branch(std::uint64_t place, int depth, std::uint64_t* room, Directory* directory,
                              std::vector<std::uint32_t>* left_out) const
 {
@@ -194,10 +202,10 @@ bool DirectoryReader::Branch(std::uint64_t place, int depth, std::uint64_t* room
     if (taken > *room) return false;
     *room -= taken;
     for (const Entry& entry : entries) {
-        const std::size_t size = SizeOfType(entry.type);
         TiffTag tag;
-        const bool fits = size > 0 && entry.count <= *room / size && Values(entry, &tag);
-        if (fits) *room -= entry.count * size;
+        const std::uint64_t apart = BytesApart(entry);
+        const bool fits = apart <= *room && Values(entry, &tag);
+        if (fits) *room -= apart;
         if (fits && !LeadsToDirectory(entry.number)) {
             directory->tags.push_back(std::move(tag));
             continue;

@@ -106,6 +106,8 @@ public:
     bool Tree(std::uint64_t place, Directory* directory, std::vector<std::uint32_t>* left_out) const;
 
 private:
+    /* Bytes of values that stand outside of their entry; more than the source has where they cannot fit. */
+    std::uint64_t BytesApart(const Entry& entry) const;
     bool Branch(std::uint64_t place, int depth, std::uint64_t* room, Directory* directory,
                 std::vector<std::uint32_t>* left_out) const;
     std::uint64_t Number(const std::uint8_t* bytes, std::size_t count) const;

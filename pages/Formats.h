@@ -63,6 +63,9 @@ struct Holds {
 };
 void WarnOfLoss(const Metadata& meta, const Holds& holds, std::string_view format, Warnings* warnings);
 
+/** A warning that ends with the numbers in brackets; none where there are none. */
+void WarnOfNumbers(const char* words, const std::vector<std::uint32_t>& numbers, Warnings* warnings);
+
 /** The colour profile, if it fits the page's depth: a grey page has no use for one of colours. Else empty, with a warning. */
 Bytes FittingProfile(const Page& page, Warnings* warnings);
 
@@ -72,7 +75,7 @@ constexpr char kCommentKey[] = "Comment";
 /** A resolution in pixels per metre, as PNG and BMP hold it; 0 where it is not known or does not fit. */
 std::uint32_t PerMetre(double value, Resolution::Unit unit);
 
-/** Data in EXIF and IPTC frames and names. */
+/** The key of XMP data among the texts of a PNG file. */
 constexpr char kXmpKey[] = "XML:com.adobe.xmp";
 
 } // namespace quarlo

@@ -12,6 +12,13 @@ namespace quarlo
 namespace
 {
 
+std::string Listed(const std::vector<std::string>& texts)
+{
+    std::string list;
+    for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + text;
+    return list;
+}
+
 Problem CannotHold(std::string reason) { return {Code::cannot_hold, "write", std::move(reason)}; }
 
 std::string_view NameOf(Compression compression)
@@ -150,21 +157,27 @@ void WarnOfLoss(const Metadata& meta, const Holds& holds, std::string_view forma
     if (!holds.exif && !meta.exif.empty()) lost.push_back("the EXIF data");
     if (!holds.xmp && !meta.xmp.empty()) lost.push_back("the XMP data");
     if (!holds.iptc && !meta.iptc.empty()) lost.push_back("the IPTC data");
-    std::string keys;
+    std::vector<std::string> keys;
     for (const TextItem& item : meta.text)
-        if (!holds.text && !(holds.comments && item.key == kCommentKey))
-            keys += (keys.empty() ? "" : ", ") + item.key;
-    if (!keys.empty()) lost.push_back("the texts (" + keys + ")");
-    std::string numbers;
+        if (!holds.text && !(holds.comments && item.key == kCommentKey)) keys.push_back(item.key);
+    if (!keys.empty()) lost.push_back("the texts (" + Listed(keys) + ")");
+    std::vector<std::string> numbers;
     for (const TiffTag& item : meta.tags)
         if (!holds.tags && !(holds.exif && IsSharedText(item.tag)) && item.tag != tag::kSubfileType)
-            numbers += (numbers.empty() ? "" : ", ") + std::to_string(item.tag);
-    if (!numbers.empty()) lost.push_back("the TIFF tags (" + numbers + ")");
+            numbers.push_back(std::to_string(item.tag));
+    if (!numbers.empty()) lost.push_back("the TIFF tags (" + Listed(numbers) + ")");
     if (lost.empty()) return;
     std::string words = std::string(format) + " cannot hold ";
     for (std::size_t k = 0; k < lost.size(); ++k)
         words += (k == 0 ? "" : k + 1 == lost.size() ? " and " : ", ") + lost[k];
     warnings->push_back(words);
+}
+
+void WarnOfNumbers(const char* words, const std::vector<std::uint32_t>& numbers, Warnings* warnings)
+{
+    std::vector<std::string> texts;
+    for (const std::uint32_t number : numbers) texts.push_back(std::to_string(number));
+    if (!texts.empty()) warnings->push_back(words + (" (" + Listed(texts) + ")"));
 }
 
 Bytes FittingProfile(const Page& page, Warnings* warnings)

@@ -309,14 +309,6 @@ bool IsLost(std::uint32_t number)
     return std::find(std::begin(numbers), std::end(numbers), number) != std::end(numbers);
 }
 
-void WarnOfNumbers(const char* words, const std::vector<std::uint32_t>& numbers, Warnings* warnings)
-{
-    if (numbers.empty()) return;
-    std::string list;
-    for (const std::uint32_t number : numbers) list += (list.empty() ? "" : ", ") + std::to_string(number);
-    warnings->push_back(words + (" (" + list + ")"));
-}
-
 void TakeMetadata(const Directory& directory, const Picture& picture, Page* page)
 {
     Metadata& meta = page->meta;

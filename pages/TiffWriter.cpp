@@ -172,13 +172,15 @@ private:
         Set(TIFFTAG_YRESOLUTION, y);
     }
 
-    /* By old custom the bytes stand in a tag of four-byte numbers. */
+    /* Bytes, or four-byte numbers by old custom: libtiff says which it takes. */
     void PutIptc(const Bytes& iptc)
     {
         if (iptc.empty()) return;
-        std::vector<std::uint32_t> words((iptc.size() + 3) / 4);
-        std::memcpy(words.data(), iptc.data(), iptc.size());
-        Set(TIFFTAG_RICHTIFFIPTC, static_cast<std::uint32_t>(words.size()), words.data());
+        const TIFFField* field = TIFFFindField(file_.get(), TIFFTAG_RICHTIFFIPTC, TIFF_ANY);
+        const std::size_t size = field != nullptr && TIFFFieldSetGetSize(field) == 4 ? 4 : 1;
+        Bytes padded = iptc;
+        padded.resize((iptc.size() + size - 1) / size * size);
+        Set(TIFFTAG_RICHTIFFIPTC, static_cast<std::uint32_t>(padded.size() / size), padded.data());
     }
 
     /* ---- Tags that are not about pixels ---- */
@@ -204,10 +206,9 @@ private:
         for (const TiffTag& item : exif.tags)
             if (IsSharedText(item.tag) && !is_set(item.tag)) put(item);
         for (const Directory::Child& child : exif.children) PutDirectoryOf(child);
-        if (failed.empty()) return;
-        std::string list;
-        for (const std::uint32_t number : failed) list += (list.empty() ? "" : ", ") + std::to_string(number);
-        warnings_->push_back("tags that cannot be written were left out (" + list + ")");
+        WarnOfNumbers("tags that cannot be written were left out", failed, warnings_);
+        WarnOfNumbers("of tags with several texts the first was kept", shortened_, warnings_);
+        shortened_.clear();
     }
 
     /* The directory goes to the file's end at once, and its place into the tag. */
@@ -251,8 +252,7 @@ private:
         const std::uint16_t type = static_cast<std::uint16_t>(TIFFFieldDataType(field));
         const bool counted = TIFFFieldPassCount(field) != 0;
         const int fixed = TIFFFieldWriteCount(field);
-        if (type == type::kAscii && !counted)
-            return item.type == type::kAscii && TIFFSetField(tiff, item.tag, TextOf(item).c_str()) != 0;
+        if (type == type::kAscii && !counted) return item.type == type::kAscii && PutText(item);
         if (IsFloating(type) != IsFloating(item.type) || (type == type::kAscii) != (item.type == type::kAscii))
             return false;
         if (!counted && fixed == 1) {
@@ -267,6 +267,15 @@ private:
         if (TIFFFieldSetGetCountSize(field) == 2)
             return TIFFSetField(tiff, item.tag, static_cast<int>(item.count), array.data()) != 0;
         return TIFFSetField(tiff, item.tag, static_cast<std::uint32_t>(item.count), array.data()) != 0;
+    }
+
+    bool PutText(const TiffTag& item)
+    {
+        const std::string text = TextOf(item);
+        const auto rest = item.values.begin() + static_cast<std::ptrdiff_t>(text.size());
+        if (std::any_of(rest, item.values.end(), [](std::uint8_t byte) { return byte != 0; }))
+            shortened_.push_back(item.tag);
+        return TIFFSetField(file_.get(), item.tag, text.c_str()) != 0;
     }
 
     static Bytes ArrayOf(const TiffTag& item, int size, bool floating)
@@ -348,6 +357,7 @@ private:
     TiffHandle file_;
     const Page* page_ = nullptr;
     Warnings* warnings_ = nullptr;
+    std::vector<std::uint32_t> shortened_; /* tags of several texts */
     int compression_ = COMPRESSION_NONE;
     bool inverted_ = false;
 };
