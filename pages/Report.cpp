@@ -284,8 +284,7 @@ void ReadPage(const Json& line, std::vector<KnownPage>* pages)
 {
     if (!line.is_object()) throw BadLine{"is no JSON object"};
     if (Whole(Member(line, "v"), "v", 0) != kVersion) throw BadLine{"v is not 1: made by another version"};
-    if (line.contains("summary")) return;
-    const auto frame = line.find("frame");
+    const auto frame = line.find("frame"); /* the closing line has none */
     if (frame == line.end() || frame->is_null()) return;
     if (!MayBeApplied(ReadStatus(Member(line, "status")))) return;
     const Json& file = Member(line, "file");

@@ -49,6 +49,17 @@ TEST(ContactSheet, WorstComesFirst)
         Titles(html));
 }
 
+TEST(ContactSheet, EqualScoresKeepTheirOrder)
+{
+    std::vector<SheetEntry> entries;
+    std::vector<std::string> titles;
+    for (int i = 0; i < 100; ++i) {
+        titles.push_back("page " + std::to_string(i));
+        entries.push_back(Entry(titles.back(), Status::ok, 0.5));
+    }
+    EXPECT_EQ(titles, Titles(ContactSheet(entries)));
+}
+
 TEST(ContactSheet, HeadingCountsPagesByStatus)
 {
     const std::string html =

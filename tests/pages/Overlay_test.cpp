@@ -88,7 +88,7 @@ TEST(OverlayScan, TopOfThePictureIsDrawnAtTheTopDimmed)
     scan.row(399)[0] = 255;
     scan.row(0)[299] = 100;
     const Drawing drawing = Drawn(scan, {});
-    const Picture& picture = PictureOf(drawing);
+    const Picture picture = PictureOf(drawing);
     EXPECT_EQ(300, picture.width);
     EXPECT_EQ(400, picture.height);
     EXPECT_EQ(140, picture.grey.front());
@@ -105,7 +105,7 @@ TEST(OverlayScan, LargeScanIsAveragedDown)
     scan.row(598)[1] = 255;
     OverlayOptions options;
     options.longest = 400;
-    const Picture& picture = PictureOf(Drawn(scan, {}, options));
+    const Picture picture = PictureOf(Drawn(scan, {}, options));
     EXPECT_EQ(400, picture.width);
     EXPECT_EQ(300, picture.height);
     EXPECT_EQ(8 + 128 * 132 / 255, picture.grey[0]); /* the mean of 255, 255, 0, 0, rounded up */
@@ -116,7 +116,7 @@ TEST(OverlayScan, SmallScanIsEnlargedByAWholeFactor)
 {
     Bitmap scan = test::Plain(2, 1, 8, 0);
     scan.row(0)[1] = 255;
-    const Picture& picture = PictureOf(Drawn(scan, {}));
+    const Picture picture = PictureOf(Drawn(scan, {}));
     EXPECT_EQ(256, picture.width);
     EXPECT_EQ(128, picture.height);
     EXPECT_EQ(8, picture.grey[127]);
@@ -139,10 +139,9 @@ TEST(OverlayScan, LongAndTinyScansAreDrawn)
     for (const auto& [width, height] : {std::pair(1, 1), {1, 20000}, {20000, 1}, {3, 1}}) {
         const Bitmap scan = test::Plain(width, height, 1, 1);
         const Drawing drawing = Drawn(scan, test::UprightFrame());
-        EXPECT_LE(std::max(PictureOf(drawing).width, PictureOf(drawing).height), 1600);
-        EXPECT_EQ(static_cast<std::size_t>(PictureOf(drawing).width * PictureOf(drawing).height),
-                  PictureOf(drawing).grey.size());
-        EXPECT_EQ(Bytes(PictureOf(drawing).grey.size(), 140), PictureOf(drawing).grey);
+        const Picture picture = PictureOf(drawing);
+        EXPECT_LE(std::max(picture.width, picture.height), 1600);
+        EXPECT_EQ(Bytes(static_cast<std::size_t>(picture.width * picture.height), 140), picture.grey);
     }
 }
 
@@ -169,7 +168,8 @@ TEST(OverlayLayers, AreAllThereWhateverWasFound)
                        "dropped", "lines", "extremes", "centre", "legend"};
     for (const Frame& frame : {test::UprightFrame(), test::FailedFrame(), Frame()}) {
         Names ids;
-        for (const Layer& layer : Drawn(test::Plain(400, 500, 8, 0), frame).layers) ids.push_back(layer.id);
+        const Drawing drawing = Drawn(test::Plain(400, 500, 8, 0), frame);
+        for (const Layer& layer : drawing.layers) ids.push_back(layer.id);
         EXPECT_EQ(all, ids);
     }
 }
@@ -263,7 +263,7 @@ TEST(OverlayLayers, PointsThatWouldCoverEachOtherAreLeftOut)
     EXPECT_EQ(800U, dots.lines.size());
 }
 
-const std::vector<Point>& OutputOf(const Drawing& drawing)
+std::vector<Point> OutputOf(const Drawing& drawing)
 {
     return std::get<Path>(LayerOf(drawing, "output").shapes.at(0)).lines.at(0);
 }
@@ -332,6 +332,9 @@ TEST(OverlayLegend, PageFoundIsToldInWords)
           "border seen from the bottom", "run left out as noise", "line fitted to an edge", "what is cut out"})
         EXPECT_TRUE(Says(drawing, words)) << words;
     EXPECT_FALSE(Says(drawing, "Reason"));
+    const Names words = Words(drawing);
+    EXPECT_EQ(1, std::count(words.begin(), words.end(), "cut off"));
+    EXPECT_EQ(3, std::count(words.begin(), words.end(), "75 %"));
 }
 
 TEST(OverlayLegend, AngleNamesItsDirection)
@@ -397,6 +400,18 @@ TEST(OverlayLegend, WordsStayOffTheScanAndOnTheDrawing)
             EXPECT_LE(label->at.y, drawing.height) << label->text;
         }
     }
+}
+
+TEST(OverlayLegend, StandsBesideATallScanAndBelowAWideOne)
+{
+    const Drawing tall = Drawn(test::Plain(800, 1000, 8, 0), test::UprightFrame());
+    EXPECT_EQ(836.0, tall.panel.width);
+    EXPECT_EQ(836 + 325 + 2 * 20, tall.width); /* one column, and a gap on each side of it */
+    EXPECT_EQ(1036, tall.height);
+    const Drawing wide = Drawn(test::Plain(1000, 800, 8, 0), test::UprightFrame());
+    EXPECT_EQ(1036, wide.width);
+    EXPECT_GT(wide.height, 836);
+    EXPECT_LT(wide.height, 836 + 300); /* in columns beside each other */
 }
 
 /* ---- SVG ---- */
@@ -497,6 +512,19 @@ TEST(OverlayPng, PageWithoutTraceShowsItsFrame)
     EXPECT_EQ((std::array<int, 3>{140, 140, 140}), pixels.At(218, 120));
 }
 
+TEST(OverlayPng, MarksEndWhereTheScansPanelEnds)
+{
+    Frame frame;
+    frame.trace.sides[1].points = {{417.0, 200.0}, {422.0, 200.0}};
+    const Bitmap scan = test::Plain(400, 500, 8, 255);
+    Bytes png;
+    ASSERT_FALSE(OverlayPng(scan, frame, {}, &png));
+    const Pixels pixels = Decoded(png);
+    EXPECT_NE((std::array<int, 3>{18, 21, 26}), pixels.At(435, 218));
+    EXPECT_EQ((std::array<int, 3>{18, 21, 26}), pixels.At(436, 218));
+    EXPECT_EQ((std::array<int, 3>{18, 21, 26}), pixels.At(440, 218));
+}
+
 TEST(OverlayPng, AnyTitleIsPainted)
 {
     OverlayOptions options;
@@ -514,11 +542,11 @@ TEST(OverlayText, CleanedTextIsOneLineOfUtf8)
     EXPECT_EQ("a b  c", Cleaned("a\tb\r\nc"));
     EXPECT_EQ("x" + bad + bad + "y", Cleaned(std::string("x\0\x1By", 4)));
     EXPECT_EQ("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", Cleaned("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"));
-    EXPECT_EQ(bad, Cleaned("\xC3"));                     /* cut short */
-    EXPECT_EQ(bad + bad, Cleaned("\xC0\x80"));           /* too long for what it says */
-    EXPECT_EQ(bad + bad + bad, Cleaned("\xED\xA0\x80")); /* half of a pair */
-    EXPECT_EQ(bad, Cleaned("\xEF\xBF\xBF"));             /* no character */
-    EXPECT_EQ(bad + "gnp", Cleaned("\xE2\x80\xAEgnp"));  /* turns the direction round */
+    EXPECT_EQ(bad, Cleaned(std::string_view("\xC3\xA9", 1))); /* cut short */
+    EXPECT_EQ(bad + bad, Cleaned("\xC0\x80"));                /* too long for what it says */
+    EXPECT_EQ(bad + bad + bad, Cleaned("\xED\xA0\x80"));      /* half of a pair */
+    EXPECT_EQ(bad, Cleaned("\xEF\xBF\xBF"));                  /* no character */
+    EXPECT_EQ(bad + "gnp", Cleaned("\xE2\x80\xAEgnp"));       /* turns the direction round */
     EXPECT_EQ(bad + "(", Cleaned("\xE2("));
 }
 

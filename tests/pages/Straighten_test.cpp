@@ -166,15 +166,14 @@ TEST(Straighten, MapTakesTheResultsCornersToThePagesCorners)
                     ResultOptions options;
                     options.turn = turn;
                     const Result result = Straightened(scan, frame, options);
-                    /* Of the outline, half a pixel outside the outermost centres. */
-                    const double right = result.page.bitmap.width() - 0.5;
-                    const double bottom = result.page.bitmap.height() - 0.5;
-                    const Point corners[] = {{-0.5, -0.5}, {right, -0.5}, {right, bottom}, {-0.5, bottom}};
+                    const double right = result.page.bitmap.width() - 1;
+                    const double bottom = result.page.bitmap.height() - 1;
+                    const Point corners[] = {{0, 0}, {right, 0}, {right, bottom}, {0, bottom}};
                     for (size_t k = 0; k < 4; ++k) {
                         /* Turned once clockwise, the page's bottom left corner is the result's top left one. */
                         const Point expected = frame.corners[(k + 4 - static_cast<size_t>(turn / 90)) % 4];
                         const Point got = result.to_source(corners[k]);
-                        EXPECT_LT(std::hypot(got.x - expected.x, got.y - expected.y), 0.708)
+                        EXPECT_LT(std::hypot(got.x - expected.x, got.y - expected.y), 1e-9)
                             << angle << " " << width << "x" << height << " " << turn << " " << k;
                     }
                 }
