@@ -193,7 +193,7 @@ private:
         const size_t first = record_.pages.size();
         WriteOptions write = options_.write;
         write.format = format_;
-        ResultFile file(target, Replacement(), write);
+        ResultFile file(target, Replacement(), write, indices.size());
         bool fails = false;
         for (const int index : indices) {
             PageRecord& page = Take(index, fails);

@@ -144,7 +144,7 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
     Group group(app, "Output");
     group.Text("-o,--output", "FILE|-", &options->output, "the result of a single input; -: standard output");
     group.Text("-O,--output-dir", "DIR", &options->folder,
-               "folder of the results, created if needed (default: that of each input)");
+               "folder of the results, created if needed (default: the input's)");
     group.Value(
         "--name", "PATTERN",
         [=](const std::string& text) {
@@ -156,7 +156,8 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
     group.Value(
         "-f,--format", "bmp|png|jpeg|tiff|pnm",
         [=](const std::string& text) { return ReadFormat(text, &options->write.format); },
-        "format of the results (default: by the output's extension, else as the\ninput)");
+        "format of the results (default: by the output's extension, else as\n"
+        "the input)");
     group.Flag("--overwrite", &extras->overwrite, true, "replace files that exist");
     group.Flag("--skip-existing", &extras->skip_existing, true, "leave out inputs whose result exists");
     group.Flag("--in-place", &options->in_place, true, "replace each input by its result, safely");
@@ -224,7 +225,7 @@ void AddResultOptions(CLI::App* app, Options* options)
         "negative trims; units mm, cm, in, px (default 0)");
     group.Value(
         "--size", "a4|letter|WxHmm", [=](const std::string& text) { return ReadSize(text, &result->size); },
-        "size of the result, the page in its middle (default: that of the page)");
+        "size of the result, the page in its middle (default: the page's)");
     group.Choice<int>("--rotate", &result->turn, {{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}},
                       "turn the upright page clockwise (default 0)");
     group.Choice<int>("--depth", &result->depth, {{"same", 0}, {"1", 1}, {"8", 8}, {"24", 24}},

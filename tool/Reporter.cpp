@@ -45,6 +45,7 @@ std::string Account(const PageResult& result)
     if (frame.threshold != 0)
         text += ", " + std::string(NameOf(frame.ground)) + " ground, threshold " + std::to_string(frame.threshold) +
                 Format(", score %.2f", frame.score);
+    if (!frame.prepared.empty()) text += ", seen in " + frame.prepared;
     double ms = 0.0;
     for (const auto& [stage, time] : report.ms) ms += time;
     text += Format(", %.0f ms", ms);

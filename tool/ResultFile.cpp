@@ -12,8 +12,10 @@ using namespace quarlo;
 namespace tool
 {
 
-Problem ResultFile::Begin()
+Problem ResultFile::Begin(const Bitmap& first)
 {
+    /* Pages of a document are alike. */
+    options_.raw_bytes = static_cast<std::uint64_t>(first.rec()->bfSize) * page_count_;
     if (name_ == "-") return Output::ToMemory(&memory_, options_, &output_);
     Problem problem = SafeFile::Create(name_, existing_, &file_);
     if (!problem) problem = Output::ToDescriptor(file_->descriptor(), options_, &output_);
@@ -22,7 +24,7 @@ Problem ResultFile::Begin()
 
 Problem ResultFile::Add(const Page& page, std::vector<std::string>* warnings)
 {
-    const Problem problem = output_ ? Problem{} : Begin();
+    const Problem problem = output_ ? Problem{} : Begin(page.bitmap);
     return problem ? problem : output_->Add(page, warnings);
 }
 

@@ -17,8 +17,9 @@ namespace tool
 class ResultFile
 {
 public:
-    ResultFile(std::string name, quarlo::SafeFile::Existing existing, const quarlo::WriteOptions& options)
-        : name_(std::move(name)), existing_(existing), options_(options)
+    ResultFile(std::string name, quarlo::SafeFile::Existing existing, const quarlo::WriteOptions& options,
+               size_t page_count)
+        : name_(std::move(name)), existing_(existing), options_(options), page_count_(page_count)
     {
     }
 
@@ -29,11 +30,12 @@ public:
     quarlo::Problem FinishWith(const quarlo::Bytes& bytes);
 
 private:
-    quarlo::Problem Begin();
+    quarlo::Problem Begin(const quarlo::Bitmap& first);
 
     std::string name_;
     quarlo::SafeFile::Existing existing_;
     quarlo::WriteOptions options_;
+    size_t page_count_;
     quarlo::Bytes memory_;
     std::unique_ptr<quarlo::SafeFile> file_;
     std::unique_ptr<quarlo::Output> output_; /* writes to the two above, so it goes first */
