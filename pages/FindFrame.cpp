@@ -1,10 +1,10 @@
 /*
  * FindFrame.cpp - the page's frame, ground and threshold chosen by what the picture says about the result.
  *
- * Detection is as good as its threshold, and costs about a millisecond: so it runs for a list of thresholds on either
- * ground, each frame is weighed against the picture, and the best is kept. Where none of them is good, copies of the
- * scan are searched in the same way, from which the ground was taken off; a frame found there is carried back. What is
- * found is what detection finds: nothing is moved or turned afterwards.
+ * Detection is as good as its threshold, and costs less than a millisecond: so it runs for a list of thresholds on
+ * either ground, each frame is weighed against the picture, and the best is kept. Where none of them is good, all
+ * thresholds are swept, then copies of the scan are searched from which the ground was taken off; a frame found there
+ * is carried back. What is found is what detection finds: nothing is moved or turned afterwards.
  */
 #include <algorithm>
 #include <cmath>
@@ -23,13 +23,16 @@ namespace quarlo
 namespace
 {
 
-constexpr double kLeastScore = 0.5;      /* below it a frame is not trusted */
-constexpr double kGoodScore = 0.75;      /* from it on no copies are searched */
-constexpr double kExcellentScore = 0.96; /* from it on no further threshold is tried */
-constexpr int kSweep = 3;                /* levels between the thresholds of a sweep */
+constexpr double kLeastScore = 0.4;      /* below it a frame is not trusted */
+constexpr double kGoodRank = 0.75;       /* from it on nothing else is tried but the list in hand */
+constexpr double kExcellentRank = 0.96;  /* from it on nothing else is tried */
+constexpr double kGlanceScore = 0.25;    /* at a glance, below which a frame is not looked at thoroughly */
 constexpr double kAroundScore = 0.6;     /* of a frame that is preferred to any that lies in it */
+constexpr double kAroundArea = 1.2;      /* times the area of such a one */
 constexpr size_t kFewest = 4;            /* thresholds that are tried in any case */
+constexpr int kSweep = 3;                /* levels between the thresholds of a sweep */
 constexpr int kMaskThreshold = 127;
+constexpr double kGroundLevels = 7.0;    /* off the ground all around, at which a frame is said to lie inside something */
 
 /* One run of detection, told in the scan's own pixels. */
 struct Attempt {
@@ -38,20 +41,16 @@ struct Attempt {
     std::string prepared;
     Detection detection;
     Evidence evidence;
-    bool found = false;
+
+    bool found() const { return detection.code == Code::ok; }
+    double area() const { return static_cast<double>(detection.placement.width) * detection.placement.height; }
+    /* How far the run came. */
+    int progress() const
+    {
+        const std::string_view stage = detection.stage;
+        return found() ? 5 : stage == "frame" ? 4 : stage == "split" ? 3 : stage == "borders" ? 2 : 1;
+    }
 };
-
-/* How far a run came. */
-int Progress(const Attempt& attempt)
-{
-    const std::string_view stage = attempt.detection.stage;
-    return attempt.found ? 5 : stage == "frame" ? 4 : stage == "split" ? 3 : stage == "borders" ? 2 : 1;
-}
-
-double Area(const Attempt& attempt)
-{
-    return static_cast<double>(attempt.detection.placement.width) * attempt.detection.placement.height;
-}
 
 /*
  * Whether a lies around b, and is as real: then b is a picture or a block of print on the page, whose outline may well
@@ -59,31 +58,47 @@ double Area(const Attempt& attempt)
  */
 bool LiesAround(const Attempt& a, const Attempt& b)
 {
-    return a.evidence.score >= kAroundScore && a.evidence.real >= b.evidence.real && Area(a) > 1.2 * Area(b);
+    return a.evidence.score >= kAroundScore && a.evidence.real >= b.evidence.real && a.area() > kAroundArea * b.area();
 }
 
 bool IsBetter(const Attempt& a, const Attempt& b)
 {
-    if (!a.found || !b.found) return Progress(a) > Progress(b);
+    if (!a.found() || !b.found()) return a.progress() > b.progress();
     if (LiesAround(a, b)) return true;
     if (LiesAround(b, a)) return false;
     return a.evidence.rank > b.evidence.rank;
 }
 
-/* What detection found in a copy, in the pixels of the scan. */
-void CarryBack(Detection* detection, double scale, const Bitmap& scan)
+bool IsSame(const Placement& a, const Placement& b)
 {
-    const double factor = 1.0 / scale;
-    const auto carried = [&](Point p) { return Point{(p.x + 0.5) * factor - 0.5, (p.y + 0.5) * factor - 0.5}; };
+    return a.angle == b.angle && a.center.x == b.center.x && a.center.y == b.center.y && a.width == b.width &&
+           a.height == b.height;
+}
+
+/* What detection found in a copy, in the pixels of the scan. */
+void CarryBack(double factor, const Bitmap& scan, Detection* detection)
+{
+    const auto carry = [&](Point* p) { *p = {(p->x + 0.5) * factor - 0.5, (p->y + 0.5) * factor - 0.5}; };
     for (EdgePoints& edge : detection->edges) {
-        edge.line.mean = carried(edge.line.mean);
+        carry(&edge.line.mean);
         edge.line.rms *= factor;
     }
     for (Trace::Side& side : detection->trace.sides)
-        for (Point& point : side.points) point = carried(point);
-    for (Point& point : detection->trace.extremes) point = carried(point);
+        for (Point& point : side.points) carry(&point);
+    for (Point& point : detection->trace.extremes) carry(&point);
     if (detection->code == Code::ok)
         detection->placement = ScaledBy(detection->placement, factor, factor, scan.width(), scan.height());
+}
+
+std::string WordsOf(const Copy& copy, Departs departs)
+{
+    std::string words = departs == Departs::brighter ? "what is brighter than the ground"
+                        : departs == Departs::darker ? "what is darker than the ground"
+                                                     : "what differs from the ground";
+    words += ", smoothed";
+    if (copy.scale > 1.0) words += ", enlarged " + std::to_string(std::lround(copy.scale)) + " times";
+    if (copy.scale < 1.0) words += ", reduced " + std::to_string(std::lround(1.0 / copy.scale)) + " times";
+    return words;
 }
 
 class Search
@@ -100,32 +115,41 @@ public:
             if (levels.ground > 128) std::swap(grounds[0], grounds[1]);
         }
         for (const Ground ground : grounds)
-            if (Rank() < kGoodScore) TryThresholds(levels, ground);
-        if (options_.threshold != 0 || Rank() >= kGoodScore) return {};
+            if (Rank() < kGoodRank) TryThresholds(ThresholdsFor(levels, ground), ground);
+        if (options_.threshold != 0 || Rank() >= kGoodRank) return {};
         if (scan_.depth() > 1)
-            for (const Ground ground : grounds) Sweep(ground);
-        return Rank() < kGoodScore ? TryCopies() : Problem();
+            for (const Ground ground : grounds) TryThresholds(Sweep(), ground);
+        return Rank() < kGoodRank ? TryCopies() : Problem();
     }
 
     const std::optional<Attempt>& best() const { return best_; }
 
 private:
-    double Rank() const { return best_ && best_->found ? best_->evidence.rank : -1.0; }
+    double Rank() const { return best_ && best_->found() ? best_->evidence.rank : -1.0; }
 
-    void Sweep(Ground ground)
+    std::vector<int> ThresholdsFor(const Levels& levels, Ground ground) const
     {
-        for (int threshold = kSweep; threshold < 255; threshold += kSweep)
-            if (Rank() < kExcellentScore) Try(scan_, 1.0, ground, threshold, "");
+        if (options_.threshold != 0) return {options_.threshold};
+        if (scan_.depth() == 1) return {kMaskThreshold};
+        return CandidateThresholds(levels, ground);
     }
 
-    void TryThresholds(const Levels& levels, Ground ground)
+    static std::vector<int> Sweep()
     {
-        std::vector<int> thresholds = {options_.threshold};
-        if (options_.threshold == 0) thresholds = CandidateThresholds(levels, ground);
-        if (options_.threshold == 0 && scan_.depth() == 1) thresholds = {kMaskThreshold};
+        std::vector<int> thresholds;
+        for (int threshold = kSweep; threshold < 255; threshold += kSweep) thresholds.push_back(threshold);
+        return thresholds;
+    }
+
+    void TryThresholds(const std::vector<int>& thresholds, Ground ground)
+    {
         for (size_t i = 0; i < thresholds.size(); ++i) {
-            if (i >= kFewest && Rank() >= kExcellentScore) return;
-            Try(scan_, 1.0, ground, thresholds[i], "");
+            if (i >= kFewest && Rank() >= kExcellentRank) return;
+            Attempt attempt;
+            attempt.ground = ground;
+            attempt.threshold = thresholds[i];
+            attempt.detection = Detect(scan_, ground, thresholds[i], options_.trace);
+            Consider(std::move(attempt));
         }
     }
 
@@ -134,58 +158,120 @@ private:
         Copy copy;
         Problem problem = MakeCopy(scan_, &copy);
         if (problem) return problem;
-        for (const GroundPlane& plane : FitGround(copy.grey))
+        for (const GroundPlane& plane : FitGround(GreyView(copy.grey)))
             for (const Departs departs : {Departs::brighter, Departs::darker, Departs::either}) {
-                if (!problem && IsWanted(departs)) problem = TryMasks(copy, plane, departs);
+                if (options_.ground == Ground::dark && departs != Departs::brighter) continue;
+                problem = TryMasks(copy, plane, departs);
                 if (problem) return problem;
             }
         return {};
     }
 
-    bool IsWanted(Departs departs) const { return options_.ground != Ground::dark || departs == Departs::brighter; }
-
     Problem TryMasks(const Copy& copy, const GroundPlane& plane, Departs departs)
     {
-        const std::array<int, 256> departures = Departures(copy.grey, plane, departs);
-        const int otsu = OtsuLevel(departures);
-        const int most = Quantile(departures, 0.98);
-        std::vector<double> tried;
-        for (const double least :
-             {otsu + 0.0, 3.0 * plane.spread, 0.5 * most, 6.0 * plane.spread, 0.25 * most, 0.75 * most}) {
-            if (Rank() >= kExcellentScore) return {};
-            if (least < 2.0 ||
-                std::any_of(tried.begin(), tried.end(), [&](double t) { return std::fabs(t - least) < 1.0; }))
-                continue;
-            tried.push_back(least);
+        for (const int least : CandidateDepartures(Departures(copy.grey, plane, departs), plane.spread)) {
+            if (Rank() >= kExcellentRank) return {};
             Bitmap mask;
             const Problem problem = MakeMask(copy.grey, plane, departs, least, &mask);
             if (problem) return problem;
-            Try(mask, copy.scale, departs == Departs::brighter ? Ground::dark : Ground::light,
-                std::max(1, static_cast<int>(least)), "x");
+            Attempt attempt;
+            attempt.ground = departs == Departs::brighter ? Ground::dark : Ground::light;
+            attempt.threshold = least;
+            attempt.prepared = WordsOf(copy, departs);
+            attempt.detection = Detect(mask, Ground::dark, kMaskThreshold, options_.trace);
+            CarryBack(1.0 / copy.scale, scan_, &attempt.detection);
+            Consider(std::move(attempt));
         }
         return {};
     }
 
-    void Try(const Bitmap& bitmap, double scale, Ground ground, int threshold, const char* prepared)
+    /* Weighs what was found, unless that was done before, and keeps it if it is the best so far. */
+    void Consider(Attempt attempt)
     {
-        const bool is_copy = *prepared != 0;
-        Attempt attempt;
-        attempt.ground = ground;
-        attempt.threshold = threshold;
-        attempt.prepared = prepared;
-        attempt.detection =
-            Detect(bitmap, is_copy ? Ground::dark : ground, is_copy ? kMaskThreshold : threshold, options_.trace);
-        attempt.found = attempt.detection.code == Code::ok;
-        if (is_copy) CarryBack(&attempt.detection, scale, scan_);
-        if (attempt.found) attempt.evidence = Weigh(view_, attempt.detection);
+        if (attempt.found()) {
+            const Placement& placement = attempt.detection.placement;
+            for (const Placement& earlier : weighed_)
+                if (IsSame(placement, earlier)) return;
+            weighed_.push_back(placement);
+            attempt.evidence = Weigh(view_, attempt.detection, kGlance);
+            if (attempt.evidence.score >= kGlanceScore) attempt.evidence = Weigh(view_, attempt.detection, kThorough);
+            if (attempt.evidence.score >= kGlanceScore) DoubtIfInside(&attempt);
+        }
         if (!best_ || IsBetter(attempt, *best_)) best_ = std::move(attempt);
+    }
+
+    /* Beside a page lies the ground. Where something else lies all around, the frame is that of a picture on the page. */
+    void DoubtIfInside(Attempt* attempt)
+    {
+        if (attempt->evidence.real < 3) return;
+        if (planes_.empty()) planes_ = FitGround(view_);
+        double least = 255.0;
+        for (size_t i = 0; i < 4; ++i) {
+            const EdgeEvidence& edge = attempt->evidence.edges[i];
+            if (edge.at_border) continue;
+            const std::array<Point, 4> corners = CornersOf(attempt->detection.placement);
+            const Point a = corners[i], b = corners[(i + 1) % 4];
+            for (const GroundPlane& plane : planes_)
+                least = std::min(least, std::fabs(edge.outside - plane.LevelAt((a.x + b.x) / 2.0,
+                                                                               scan_.height() - 1 - (a.y + b.y) / 2.0)));
+        }
+        if (planes_.empty() || least <= kGroundLevels) return;
+        attempt->evidence.score *= 0.3;
+        attempt->evidence.rank *= 0.3;
+        attempt->evidence.weakness = "what lies around the frame is not the ground";
     }
 
     const Bitmap& scan_;
     GreyView view_;
     SearchOptions options_;
+    std::vector<GroundPlane> planes_;
+    std::vector<Placement> weighed_;
     std::optional<Attempt> best_;
 };
+
+/* The fitted line, as far as it runs along an edge of the frame. */
+std::array<Point, 2> AlongEdge(const FittedLine& line, Point from, Point to, int height)
+{
+    const double angle = line.angle_deg * M_PI / 180.0;
+    const Point mean = {line.mean.x, height - 1 - line.mean.y}, along = {std::cos(angle), -std::sin(angle)};
+    const auto foot = [&](Point p) {
+        const double t = (p.x - mean.x) * along.x + (p.y - mean.y) * along.y;
+        return Point{mean.x + t * along.x, mean.y + t * along.y};
+    };
+    return {foot(from), foot(to)};
+}
+
+void FillEdges(const Attempt& attempt, Frame* frame)
+{
+    const int height = attempt.detection.placement.scan_height;
+    for (size_t i = 0; i < 4; ++i) {
+        const EdgeEvidence& evidence = attempt.evidence.edges[i];
+        const EdgePoints& points = attempt.detection.edges[evidence.set];
+        frame->edges[i] = {points.points,    points.segments,  points.dropped,
+                           evidence.lean_deg, points.line.rms, evidence.support,
+                           std::fabs(evidence.contrast), evidence.at_border};
+        frame->trace.fitted[i] = AlongEdge(points.line, frame->corners[i], frame->corners[(i + 1) % 4], height);
+        frame->trace.has_fitted[i] = points.points > 0;
+    }
+}
+
+/* The trace in points from the top left. */
+void FlipTrace(int height, Trace* trace)
+{
+    for (Trace::Side& side : trace->sides)
+        for (Point& point : side.points) point.y = height - 1 - point.y;
+    for (Point& point : trace->extremes) point.y = height - 1 - point.y;
+}
+
+Problem TrustIn(const Attempt& best, const SearchOptions& options)
+{
+    /* Who gives the threshold by hand has looked at the picture. */
+    const double least = options.least_score >= 0.0 ? options.least_score : options.threshold != 0 ? 0.0 : kLeastScore;
+    if (best.evidence.score >= least) return {};
+    char score[32];
+    std::snprintf(score, sizeof score, " (score %.2f)", best.evidence.score);
+    return {Code::not_trusted, "trust", best.evidence.weakness + std::string(score)};
+}
 
 } // namespace
 
@@ -193,22 +279,27 @@ Frame FindFrame(const Bitmap& scan, const SearchOptions& options)
 {
     Frame frame;
     Search search(scan, options);
-    frame.problem = search.Run();
-    if (!search.best()) return frame;
+    const Problem problem = search.Run();
+    if (problem || !search.best()) {
+        frame.problem = problem;
+        return frame;
+    }
     const Attempt& best = *search.best();
-    if (best.found) frame = FrameOf(best.detection.placement);
+    if (best.found()) frame = FrameOf(best.detection.placement);
     frame.ground = best.ground;
     frame.threshold = best.threshold;
     frame.prepared = best.prepared;
-    if (!best.found) {
+    frame.trace = best.detection.trace;
+    FlipTrace(scan.height(), &frame.trace);
+    if (!best.found()) {
         frame.problem = {best.detection.code, best.detection.stage, best.detection.reason};
         return frame;
     }
+    FillEdges(best, &frame);
     frame.parallel_deg = best.evidence.parallel_deg;
     frame.square_deg = best.evidence.square_deg;
     frame.score = best.evidence.score;
-    if (frame.score < (options.least_score < 0.0 ? kLeastScore : options.least_score))
-        frame.problem = {Code::not_trusted, "trust", "the frame deserves no trust"};
+    frame.problem = TrustIn(best, options);
     return frame;
 }
 

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Score.h"
+#include "Grey.h"
 #include "SearchBitmapFrame.h"
 
 namespace quarlo
@@ -20,6 +20,7 @@ namespace
 
 constexpr int kAcross = 240;          /* pixels that are read of a row, and rows, at most */
 constexpr double kMargin = 0.03;      /* of the picture's width and height, on either side */
+constexpr int kLeastDeparture = 2;   /* levels; less is rounding */
 constexpr double kDeviation = 1.4826; /* standard deviation over median absolute deviation, of normal noise */
 
 int Total(const Histogram& histogram)
@@ -46,6 +47,17 @@ double Spread(const Histogram& histogram, int median)
     for (int level = 0; level < 256; ++level)
         distances[static_cast<size_t>(std::abs(level - median))] += histogram[static_cast<size_t>(level)];
     return kDeviation * Quantile(distances, 0.5);
+}
+
+/* As whole levels, each once, none below the least. */
+std::vector<int> RoundedOnce(const std::vector<double>& wanted, int least)
+{
+    std::vector<int> levels;
+    for (const double value : wanted) {
+        const int level = static_cast<int>(std::lround(std::clamp(value, 0.0, 254.0)));
+        if (level >= least && std::find(levels.begin(), levels.end(), level) == levels.end()) levels.push_back(level);
+    }
+    return levels;
 }
 
 } // namespace
@@ -132,13 +144,14 @@ std::vector<int> CandidateThresholds(const Levels& levels, Ground ground)
                   Quantile(levels.margins, 0.75) + 0.0,
                   Quantile(levels.margins, 0.25) + 0.0};
     }
-    std::vector<int> thresholds;
-    for (const double level : wanted) {
-        const int threshold = std::clamp(static_cast<int>(std::lround(level)), 1, 254);
-        if (std::find(thresholds.begin(), thresholds.end(), threshold) == thresholds.end())
-            thresholds.push_back(threshold);
-    }
-    return thresholds;
+    return RoundedOnce(wanted, 1);
+}
+
+std::vector<int> CandidateDepartures(const Histogram& departures, double spread)
+{
+    const double most = Quantile(departures, 0.98);
+    return RoundedOnce({OtsuLevel(departures) + 0.0, 3.0 * spread, 0.5 * most, 6.0 * spread, 0.25 * most, 0.75 * most},
+                       kLeastDeparture);
 }
 
 } // namespace quarlo

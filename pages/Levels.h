@@ -33,6 +33,9 @@ Levels MeasureLevels(const Bitmap& bitmap);
 /* Thresholds worth trying, the likeliest first, each once. */
 std::vector<int> CandidateThresholds(const Levels& levels, Ground ground);
 
+/* The same of departures from a known ground with the given spread. */
+std::vector<int> CandidateDepartures(const Histogram& departures, double spread);
+
 } // namespace quarlo
 
 #endif

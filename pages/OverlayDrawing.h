@@ -71,6 +71,8 @@ Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& op
 bool HasDropped(const Trace& trace);
 
 std::string SvgOf(const Drawing& drawing);
+/** Pixels from the top down, of one byte each for greys or of three for red, green, blue. */
+Bytes EncodedPng(int width, int height, int channels, const Bytes& pixels);
 Problem PngOf(const Drawing& drawing, Bytes* png);
 
 } // namespace quarlo::overlay

@@ -132,12 +132,6 @@ private:
 
 bool Searched(const Frame& frame) { return frame.ground != Ground::automatic; }
 
-Colour Verdict(const Frame& frame)
-{
-    if (!frame.found) return kBad;
-    return frame.problem ? kDoubtful : kGood;
-}
-
 std::string GroundText(Ground ground)
 {
     return std::string(NameOf(ground)) +
@@ -245,7 +239,7 @@ void AddTraceKeys(const Trace& trace, double unit, Block* block)
         });
 }
 
-void AddFrameKeys(double unit, Block* block)
+void AddFrameKeys(const Frame& frame, double unit, Block* block)
 {
     const auto corners = [unit](Point at, double half) {
         const double down = 4.5 * unit;
@@ -254,12 +248,13 @@ void AddFrameKeys(double unit, Block* block)
                                   {at.x + half, at.y + down},
                                   {at.x - half, at.y + down}};
     };
-    block->Key("the page: where its edges meet",
-               [&](Point at, double half, Shapes* shapes) { DrawFrame(corners(at, half), unit, shapes); });
-    block->Key("what is cut out",
+    block->Key("the page: where its edges meet", [&](Point at, double half, Shapes* shapes) {
+        DrawFrame(corners(at, half), Verdict(frame), unit, shapes);
+    });
+    block->Key(frame.problem ? "what would be cut out" : "what is cut out",
                [&](Point at, double half, Shapes* shapes) { DrawOutput(corners(at, half), unit, shapes); });
     block->Key("centre; the arrow leads to the top", [&](Point at, double, Shapes* shapes) {
-        DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, 0.5 * unit, shapes);
+        DrawCentre({at.x, at.y + 2.0 * unit}, {1.0, 0.0}, Verdict(frame), 0.5 * unit, shapes);
     });
 }
 
@@ -269,7 +264,7 @@ Block KeysBlock(const Frame& frame, double unit, double letters)
     block.Head("What is drawn");
     const double empty = block.height();
     AddTraceKeys(frame.trace, unit, &block);
-    if (frame.found) AddFrameKeys(unit, &block);
+    if (frame.found) AddFrameKeys(frame, unit, &block);
     return block.height() > empty ? block : Block(letters);
 }
 
@@ -291,6 +286,39 @@ void Place(const Block& block, Point at, Shapes* shapes)
     }
 }
 
+/* Blocks in their order, in columns: bit i of `breaks` begins a new one with block i. Answers where each block goes. */
+std::vector<Point> Places(const std::vector<Block>& blocks, unsigned breaks, double step, double gap)
+{
+    std::vector<Point> places;
+    Point at;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        if ((breaks >> i & 1U) != 0) at = {at.x + step, 0.0};
+        places.push_back(at);
+        at.y += blocks[i].height() + gap;
+    }
+    return places;
+}
+
+double HeightOf(const std::vector<Block>& blocks, const std::vector<Point>& places)
+{
+    double height = 0.0;
+    for (std::size_t i = 0; i < blocks.size(); ++i) height = std::max(height, places[i].y + blocks[i].height());
+    return height;
+}
+
+/* The lowest way to put the blocks into so many columns; there are few. */
+std::vector<Point> LowestPlaces(const std::vector<Block>& blocks, double width, double step, double gap)
+{
+    std::vector<Point> best = Places(blocks, 0, step, gap);
+    for (unsigned breaks = 0; breaks < 1U << blocks.size();
+         breaks += 2) { /* the first block begins no other column */
+        const std::vector<Point> places = Places(blocks, breaks, step, gap);
+        if (places.back().x + step - gap > width) continue;
+        if (HeightOf(blocks, places) < HeightOf(blocks, best)) best = places;
+    }
+    return best;
+}
+
 } // namespace
 
 std::string Headline(const Frame& frame)
@@ -307,27 +335,15 @@ Box DrawLegend(const Frame& frame, const std::string& title, const Scale& scale,
                bool one_column, Shapes* shapes)
 {
     const double letters = scale.letters();
-    const std::array<Block, 4> blocks = {TitleBlock(frame, title, letters), FactsBlock(frame, letters),
-                                         EdgesBlock(frame, letters), KeysBlock(frame, scale.unit, letters)};
+    std::vector<Block> blocks;
+    for (Block block : std::array<Block, 4>{TitleBlock(frame, title, letters), FactsBlock(frame, letters),
+                                            EdgesBlock(frame, letters), KeysBlock(frame, scale.unit, letters)})
+        if (!block.shapes().empty()) blocks.push_back(std::move(block));
     const double gap = kGap * letters, step = ColumnWidth(scale) + gap;
-    const double fitting = std::floor((width + gap) / step);
-    const std::size_t columns = one_column ? 1 : static_cast<std::size_t>(std::clamp(fitting, 1.0, 4.0));
-    double all = 0.0;
-    for (const Block& block : blocks) all += block.height();
-    const double enough = 1.15 * all / static_cast<double>(columns); /* a column higher than that begins the next */
-    double y = 0.0, height = 0.0;
-    std::size_t column = 0;
-    for (const Block& block : blocks) {
-        if (block.shapes().empty()) continue;
-        if (y > 0.0 && y + block.height() > enough && column + 1 < columns) {
-            ++column;
-            y = 0.0;
-        }
-        Place(block, {at.x + static_cast<double>(column) * step, at.y + y}, shapes);
-        height = std::max(height, y + block.height());
-        y += block.height() + gap;
-    }
-    return {at.x, at.y, static_cast<double>(column + 1) * step - gap, height};
+    const std::vector<Point> places = LowestPlaces(blocks, one_column ? 0.0 : width, step, gap);
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        Place(blocks[i], {at.x + places[i].x, at.y + places[i].y}, shapes);
+    return {at.x, at.y, places.back().x + step - gap, HeightOf(blocks, places)};
 }
 
 } // namespace quarlo::overlay

@@ -6,6 +6,7 @@
 #include <new>
 
 #include <cairo.h>
+#include <png.h>
 
 #include "OverlayDrawing.h"
 
@@ -102,16 +103,21 @@ void Paint(cairo_t* context, const Layer& layer, const Box* panel)
     cairo_restore(context);
 }
 
-/* Called from C, through which no exception may pass. */
-cairo_status_t Append(void* closure, const unsigned char* data, unsigned length)
+/* The pixels of a surface, as CopyPixels explains them. */
+Bytes PixelsOf(cairo_surface_t* surface)
 {
-    auto* png = static_cast<Bytes*>(closure);
-    try {
-        png->insert(png->end(), data, data + length);
-    } catch (const std::bad_alloc&) {
-        return CAIRO_STATUS_NO_MEMORY;
-    }
-    return CAIRO_STATUS_SUCCESS;
+    cairo_surface_flush(surface);
+    const int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
+    const unsigned char* row = cairo_image_surface_get_data(surface);
+    Bytes pixels;
+    pixels.reserve(3 * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y, row += cairo_image_surface_get_stride(surface))
+        for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x) {
+            std::uint32_t pixel;
+            std::memcpy(&pixel, row + 4 * x, 4);
+            for (const unsigned shift : {16U, 8U, 0U}) pixels.push_back(static_cast<std::uint8_t>(pixel >> shift));
+        }
+    return pixels;
 }
 
 Problem ProblemOf(cairo_status_t status)
@@ -123,6 +129,23 @@ Problem ProblemOf(cairo_status_t status)
 
 } // namespace
 
+/* Fails only when memory runs out: sizes and format are in order. */
+Bytes EncodedPng(int width, int height, int channels, const Bytes& pixels)
+{
+    png_image image = {};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(width);
+    image.height = static_cast<png_uint_32>(height);
+    image.format = channels == 1 ? PNG_FORMAT_GRAY : PNG_FORMAT_RGB;
+    image.flags = PNG_IMAGE_FLAG_FAST; /* and no larger, with as few levels as the scan has */
+    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
+    Bytes png(size);
+    if (png_image_write_to_memory(&image, png.data(), &size, 0, pixels.data(), 0, nullptr) == 0)
+        throw std::bad_alloc();
+    png.resize(size);
+    return png;
+}
+
 Problem PngOf(const Drawing& drawing, Bytes* png)
 {
     const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, drawing.width, drawing.height));
@@ -133,11 +156,8 @@ Problem PngOf(const Drawing& drawing, Bytes* png)
     cairo_paint(context.get());
     for (const Layer& layer : drawing.layers)
         Paint(context.get(), layer, &layer == &drawing.layers.back() ? nullptr : &drawing.panel);
-    Problem problem = ProblemOf(cairo_status(context.get()));
-    if (problem) return problem;
-    Bytes written;
-    problem = ProblemOf(cairo_surface_write_to_png_stream(surface.get(), Append, &written));
-    if (!problem) *png = std::move(written);
+    const Problem problem = ProblemOf(cairo_status(context.get()));
+    if (!problem) *png = EncodedPng(drawing.width, drawing.height, 3, PixelsOf(surface.get()));
     return problem;
 }
 

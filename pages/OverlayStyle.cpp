@@ -74,22 +74,23 @@ void DrawDropped(const Lines& runs, double unit, Shapes* shapes)
 
 void DrawFitted(const Lines& lines, double unit, Shapes* shapes)
 {
-    if (!lines.empty()) DrawCased(Stroke(lines, kLine, unit), 0.6 * unit, shapes);
+    if (!lines.empty()) shapes->push_back(Stroke(lines, kLine, unit));
 }
 
-void DrawFrame(const std::vector<Point>& corners, double unit, Shapes* shapes)
+void DrawFrame(const std::vector<Point>& corners, const Colour& colour, double unit, Shapes* shapes)
 {
-    Path path = Stroke({corners}, kFrame, 4.0 * unit);
+    Path path = Stroke({corners}, colour, 4.0 * unit);
     path.closed = true;
     shapes->push_back(path);
 }
 
+/* What lies below, often the frame, is seen between the dashes. */
 void DrawOutput(const std::vector<Point>& corners, double unit, Shapes* shapes)
 {
-    Path path = Stroke({corners}, kOutput, 1.4 * unit);
+    Path path = Stroke({corners}, kOutput, 1.3 * unit);
     path.closed = true;
-    path.dash = 7.0 * unit;
-    DrawCased(path, 0.5 * unit, shapes);
+    path.dash = 8.0 * unit;
+    shapes->push_back(path);
 }
 
 void DrawArrowHead(Point tip, Point direction, const Colour& colour, double unit, Shapes* shapes)
@@ -107,7 +108,7 @@ void DrawArrowHead(Point tip, Point direction, const Colour& colour, double unit
     shapes->push_back(path);
 }
 
-void DrawCentre(Point centre, Point right, double unit, Shapes* shapes)
+void DrawCentre(Point centre, Point right, const Colour& colour, double unit, Shapes* shapes)
 {
     const auto at = [&](double along, double down) {
         return Point{centre.x + unit * (along * right.x - down * right.y),
@@ -115,10 +116,10 @@ void DrawCentre(Point centre, Point right, double unit, Shapes* shapes)
     };
     DrawCased(
         Stroke({{at(-14, 0), at(-4, 0)}, {at(4, 0), at(14, 0)}, {at(0, -22), at(0, -4)}, {at(0, 4), at(0, 14)}},
-               kFrame, 2.0 * unit),
+               colour, 2.0 * unit),
         unit, shapes);
     /* The longer arm leads to the page's top. */
-    DrawArrowHead(at(0, -26), {right.y, -right.x}, kFrame, 0.7 * unit, shapes);
+    DrawArrowHead(at(0, -26), {right.y, -right.x}, colour, 0.7 * unit, shapes);
 }
 
 } // namespace quarlo::overlay

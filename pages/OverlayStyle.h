@@ -25,11 +25,12 @@ constexpr Colour kText = {236, 239, 243, 1.0};
 constexpr Colour kFaintText = {164, 172, 184, 1.0};
 constexpr Colour kDropped = {255, 255, 255, 1.0};
 constexpr Colour kLine = {255, 255, 255, 0.8};
-constexpr Colour kFrame = {20, 214, 150, 1.0};
 constexpr Colour kOutput = {255, 255, 255, 1.0};
-constexpr Colour kGood = {20, 214, 150, 1.0};
-constexpr Colour kDoubtful = {255, 190, 60, 1.0};
+constexpr Colour kGood = {20, 214, 150, 1.0}; /* a page that may be cut out, and its frame */
 constexpr Colour kBad = {255, 110, 90, 1.0};
+
+/** Of the frame and of the words about it. */
+inline Colour Verdict(const Frame& frame) { return frame.found && !frame.problem ? kGood : kBad; }
 
 /** The same colour, seen through. */
 constexpr Colour Faint(Colour colour, double alpha) { return {colour.red, colour.green, colour.blue, alpha}; }
@@ -41,12 +42,12 @@ void DrawDots(const std::vector<Point>& points, const Colour& colour, double uni
 void DrawKept(const std::vector<std::vector<Point>>& runs, const Colour& colour, double unit, Shapes* shapes);
 void DrawDropped(const std::vector<std::vector<Point>>& runs, double unit, Shapes* shapes);
 void DrawFitted(const std::vector<std::vector<Point>>& lines, double unit, Shapes* shapes);
-void DrawFrame(const std::vector<Point>& corners, double unit, Shapes* shapes);
+void DrawFrame(const std::vector<Point>& corners, const Colour& colour, double unit, Shapes* shapes);
 void DrawOutput(const std::vector<Point>& corners, double unit, Shapes* shapes);
 /** An arrow head whose tip is at the point and that points in the direction, which has length 1. */
 void DrawArrowHead(Point tip, Point direction, const Colour& colour, double unit, Shapes* shapes);
 /** A cross hair; `right` points to the right on the page, and has length 1. */
-void DrawCentre(Point centre, Point right, double unit, Shapes* shapes);
+void DrawCentre(Point centre, Point right, const Colour& colour, double unit, Shapes* shapes);
 
 } // namespace quarlo::overlay
 

@@ -1,10 +1,6 @@
 /*
  * OverlaySvg.cpp - drawings as SVG that stands alone: the scan is a picture inside it.
  */
-#include <new>
-
-#include <png.h>
-
 #include "OverlayDrawing.h"
 #include "OverlayText.h"
 
@@ -62,22 +58,6 @@ std::string Base64(const Bytes& bytes)
     return text;
 }
 
-/* Fails only when memory runs out: sizes and format are in order. */
-Bytes GreyPng(const Picture& picture)
-{
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(picture.width);
-    image.height = static_cast<png_uint_32>(picture.height);
-    image.format = PNG_FORMAT_GRAY;
-    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
-    Bytes png(size);
-    if (png_image_write_to_memory(&image, png.data(), &size, 0, picture.grey.data(), 0, nullptr) == 0)
-        throw std::bad_alloc();
-    png.resize(size);
-    return png;
-}
-
 void Write(const Path& path, std::string* svg)
 {
     *svg += "<path" + Attribute("d", PathData(path));
@@ -103,7 +83,9 @@ void Write(const Picture& picture, std::string* svg)
     *svg += "<image" + Attribute("x", Number(picture.at.x)) + Attribute("y", Number(picture.at.y)) +
             Attribute("width", std::to_string(picture.width)) +
             Attribute("height", std::to_string(picture.height)) + Attribute("preserveAspectRatio", "none") +
-            Attribute("href", "data:image/png;base64," + Base64(GreyPng(picture))) + "/>\n";
+            Attribute("href", "data:image/png;base64," +
+                                  Base64(EncodedPng(picture.width, picture.height, 1, picture.grey))) +
+            "/>\n";
 }
 
 void Write(const Layer& layer, bool clipped, std::string* svg)

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "Score.h"
 
 namespace quarlo
 {
@@ -23,6 +22,7 @@ constexpr int kLongest = 1400;   /* of a copy's longer side, about */
 constexpr int kMostEnlarged = 4; /* times */
 constexpr int kRadius = 3;       /* of the neighbourhood whose majority counts */
 constexpr int kBlocks = 40;      /* along each side of the picture */
+constexpr int kSamples = 16;     /* of a block's columns, and rows, about */
 constexpr int kTries = 400;      /* planes through three blocks */
 constexpr int kMostPlanes = 2;
 
@@ -69,8 +69,9 @@ struct Block {
 Block MeasureBlock(const GreyView& view, int left, int low, int width, int height)
 {
     std::vector<int> levels;
-    for (int y = low; y < low + height; ++y)
-        for (int x = left; x < left + width; ++x) levels.push_back(view.At(x, y));
+    const int step_x = std::max(1, width / kSamples), step_y = std::max(1, height / kSamples);
+    for (int y = low; y < low + height; y += step_y)
+        for (int x = left; x < left + width; x += step_x) levels.push_back(view.At(x, y));
     const auto middle = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / 2);
     std::nth_element(levels.begin(), middle, levels.end());
     const int median = *middle;
@@ -100,11 +101,6 @@ std::vector<Block> MeasureMargins(const GreyView& view)
     return blocks;
 }
 
-double LevelAt(const GroundPlane& plane, double x, double y)
-{
-    return plane.at + plane.per_column * x + plane.per_row * y;
-}
-
 bool PlaneThrough(const Block& a, const Block& b, const Block& c, GroundPlane* plane)
 {
     const double ux = b.x - a.x, uy = b.y - a.y, ul = b.level - a.level;
@@ -122,7 +118,7 @@ double Support(const std::vector<Block>& blocks, const GroundPlane& plane)
 {
     double support = 0.0;
     for (const Block& block : blocks) {
-        const double off = (block.level - LevelAt(plane, block.x, block.y)) / 6.0;
+        const double off = (block.level - plane.LevelAt(block.x, block.y)) / 6.0;
         support += std::max(0.0, 1.0 - off * off);
     }
     return support;
@@ -155,7 +151,7 @@ GroundPlane BestPlane(const std::vector<Block>& blocks, double width, double hei
 /* Far from the plane, for a ground that lies on it. */
 bool LiesOff(const Block& block, const GroundPlane& plane)
 {
-    return std::fabs(block.level - LevelAt(plane, block.x, block.y)) > 8.0;
+    return std::fabs(block.level - plane.LevelAt(block.x, block.y)) > 8.0;
 }
 
 /* By how much a level departs from the ground, in the direction that counts. */
@@ -191,7 +187,7 @@ public:
     void Mark(int y, std::uint8_t* marks) const
     {
         const int row = std::clamp(y, 0, grey_.height() - 1);
-        const std::int32_t ground = Fixed(LevelAt(plane_, 0, row)), slope = Fixed(plane_.per_column);
+        const std::int32_t ground = Fixed(plane_.LevelAt(0, row)), slope = Fixed(plane_.per_column);
         const std::uint8_t* from = grey_.row(row);
         const int width = grey_.width();
         if (departs_ == Departs::brighter)
@@ -245,13 +241,13 @@ Problem MakeCopy(const Bitmap& scan, Copy* copy)
     return {};
 }
 
-std::vector<GroundPlane> FitGround(const Bitmap& grey)
+std::vector<GroundPlane> FitGround(const GreyView& view)
 {
-    std::vector<Block> blocks = MeasureMargins(GreyView(grey));
+    std::vector<Block> blocks = MeasureMargins(view);
     const size_t enough = blocks.size() / 6;
     std::vector<GroundPlane> planes;
     while (planes.size() < kMostPlanes && blocks.size() > enough) {
-        GroundPlane plane = BestPlane(blocks, grey.width(), grey.height());
+        GroundPlane plane = BestPlane(blocks, view.width(), view.height());
         std::vector<double> spreads;
         std::vector<Block> rest;
         for (const Block& block : blocks) {
@@ -270,13 +266,13 @@ std::vector<GroundPlane> FitGround(const Bitmap& grey)
     return planes;
 }
 
-std::array<int, 256> Departures(const Bitmap& grey, const GroundPlane& plane, Departs departs)
+Histogram Departures(const Bitmap& grey, const GroundPlane& plane, Departs departs)
 {
-    std::array<int, 256> histogram{};
+    Histogram histogram{};
     const int step_x = std::max(1, grey.width() / 240), step_y = std::max(1, grey.height() / 240);
     for (int y = 0; y < grey.height(); y += step_y)
         for (int x = 0; x < grey.width(); x += step_x) {
-            const double departure = Departure(grey.row(y)[x] - LevelAt(plane, x, y), departs);
+            const double departure = Departure(grey.row(y)[x] - plane.LevelAt(x, y), departs);
             ++histogram[static_cast<size_t>(std::clamp(departure, 0.0, 255.0))];
         }
     return histogram;

@@ -6,7 +6,8 @@
 
 #include <vector>
 
-#include "quarlo/pages.hpp"
+#include "Grey.h"
+#include "Levels.h"
 
 namespace quarlo
 {
@@ -22,10 +23,12 @@ Problem MakeCopy(const Bitmap& scan, Copy* copy);
 struct GroundPlane {
     double at = 0.0, per_column = 0.0, per_row = 0.0;
     double spread = 1.0; /* of the ground's pixels about it */
+
+    double LevelAt(double x, double y) const { return at + per_column * x + per_row * y; }
 };
 
 /* Planes that large parts of the picture's margins lie on, the largest first. */
-std::vector<GroundPlane> FitGround(const Bitmap& grey);
+std::vector<GroundPlane> FitGround(const GreyView& view);
 
 /* Which side of the ground counts as page. */
 enum class Departs { brighter, darker, either };
@@ -37,7 +40,7 @@ enum class Departs { brighter, darker, either };
 Problem MakeMask(const Bitmap& grey, const GroundPlane& plane, Departs departs, double least, Bitmap* mask);
 
 /* How the picture departs from the plane, 0 to 255, as a histogram of thinned pixels. */
-std::array<int, 256> Departures(const Bitmap& grey, const GroundPlane& plane, Departs departs);
+Histogram Departures(const Bitmap& grey, const GroundPlane& plane, Departs departs);
 
 } // namespace quarlo
 

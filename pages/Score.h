@@ -1,70 +1,45 @@
 /*
- * Score.h - how far a frame deserves trust, judged by the picture itself.
+ * Score.h - how far a frame deserves trust, judged by the picture itself. docs/score.md tells the formula.
  */
 #ifndef QUARLO_PAGES_SCORE_H
 #define QUARLO_PAGES_SCORE_H
 
-#include <cstdint>
-#include <vector>
-
 #include "Detection.h"
+#include "Grey.h"
 
 namespace quarlo
 {
 
-/* A grey picture to read levels from; rows as the bitmap has them. */
-class GreyView
-{
-public:
-    explicit GreyView(const Bitmap& bitmap) : bitmap_(&bitmap) {}
-
-    int width() const { return bitmap_->width(); }
-    int height() const { return bitmap_->height(); }
-    /* Green alone for colour: the strongest part of grey, and what libquarlo's detection reads most of. */
-    int At(int x, int y) const
-    {
-        const std::uint8_t* row = bitmap_->row(y);
-        if (bitmap_->depth() == 8) return row[x];
-        if (bitmap_->depth() == 24) return (row[3 * x] + 2 * row[3 * x + 1] + row[3 * x + 2] + 2) / 4;
-        return (row[x / 8] >> (7 - x % 8)) & 1 ? 255 : 0;
-    }
-    bool Holds(double x, double y) const { return x >= 0.0 && y >= 0.0 && x <= width() - 1 && y <= height() - 1; }
-
-private:
-    const Bitmap* bitmap_;
-};
-
 /* What the picture says about one edge of a frame. */
 struct EdgeEvidence {
-    bool at_border = false;
-    int set = 0;           /* of the detection's edges, the one that lies here */
-    double support = 0.0;  /* share of places at which ground meets page at the edge */
-    double contrast = 0.0; /* median step from ground to page, with its sign */
-    double inside = 0.0;   /* median level just inside */
-    double outside = 0.0;  /* median level just outside */
-    double spread = 0.0;   /* of the places where the step really is, in pixels from the edge */
-    double offset = 0.0;   /* their median */
-    double span = 0.0;     /* share of the edge that its kept points cover */
-    double lean = 0.0;     /* degrees between the kept points' line and the edge */
-    double rms = 0.0;
-    double seen = 0.0;  /* share of the edge that lies in the picture */
-    double slope = 0.0; /* degrees between the edge and the line through the real steps */
-    double shift = 0.0; /* mean distance of that line, outward */
+    size_t set = 0;         /* of the detection's edges, the one that was fitted here */
+    double lean_deg = 0.0;  /* between the line fitted to its points and the frame's edge */
+    double span = 0.0;      /* share of the edge that its points cover */
+    bool at_border = false; /* the page is cut off here by the border of the picture */
+    double support = 0.0;   /* share of the places looked at where page and ground meet in one line */
+    double contrast = 0.0;  /* median step from ground up to page; negative for a darker page */
+    double inside = 0.0;    /* median level just inside */
+    double outside = 0.0;   /* median level just outside */
+    double slope_deg = 0.0; /* between the line through the steps and the frame's edge */
+    double shift = 0.0;     /* by how many pixels the steps lie inside the edge; negative: outside */
 };
 
 struct Evidence {
     std::array<EdgeEvidence, 4> edges; /* top, right, bottom, left as the upright page is read */
-    double parallel_deg = 0.0;
-    double square_deg = 0.0;
-    double area = 0.0;       /* share of the picture that the frame takes */
-    double skew_error = 0.0; /* predicted, degrees */
-    double overlap = 1.0;    /* predicted */
-    int real = 0;            /* edges that lie in the picture */
-    double score = 0.0;
-    double rank = 0.0; /* the score, finer where that is at its best */
+    int real = 0;                      /* edges that are not cut off by the picture's border */
+    double parallel_deg = 0.0;         /* largest angle between opposite fitted lines */
+    double square_deg = 0.0;           /* largest deviation of neighbouring fitted lines from a right angle */
+    double skew_error_deg = 0.0;       /* of the frame, as the steps have it */
+    double overlap = 0.0;              /* of frame and page, as the steps have it */
+    double score = 0.0;                /* 0 to 1 */
+    double rank = 0.0;                 /* the score, told finer where it is at its best */
+    const char* weakness = "";         /* what lowers the score most, in words */
 };
 
-Evidence Weigh(const GreyView& view, const Detection& detection);
+/* Looks at so many places along each edge. */
+constexpr int kGlance = 16;
+constexpr int kThorough = 96;
+Evidence Weigh(const GreyView& view, const Detection& detection, int places);
 
 } // namespace quarlo
 

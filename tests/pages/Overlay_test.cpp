@@ -93,7 +93,7 @@ TEST(OverlayScan, TopOfThePictureIsDrawnAtTheTopDimmed)
     EXPECT_EQ(400, picture.height);
     EXPECT_EQ(140, picture.grey.front());
     EXPECT_EQ(8, picture.grey[1]);
-    EXPECT_EQ(59, picture.grey.back());
+    EXPECT_EQ(56, picture.grey.back());
     EXPECT_EQ(18.0, picture.at.x);
     EXPECT_EQ(18.0, picture.at.y);
 }
@@ -101,14 +101,14 @@ TEST(OverlayScan, TopOfThePictureIsDrawnAtTheTopDimmed)
 TEST(OverlayScan, LargeScanIsAveragedDown)
 {
     Bitmap scan = test::Plain(800, 600, 8, 0);
-    scan.row(599)[0] = 255;
-    scan.row(598)[1] = 255;
+    scan.row(599)[0] = 231;
+    scan.row(598)[1] = 231;
     OverlayOptions options;
     options.longest = 400;
     const Picture picture = PictureOf(Drawn(scan, {}, options));
     EXPECT_EQ(400, picture.width);
     EXPECT_EQ(300, picture.height);
-    EXPECT_EQ(8 + 128 * 132 / 255, picture.grey[0]); /* the mean of 255, 255, 0, 0, rounded up */
+    EXPECT_EQ(68, picture.grey[0]); /* the mean of 231, 231, 0, 0, rounded up; 64 if not */
     EXPECT_EQ(8, picture.grey[1]);
 }
 
@@ -164,8 +164,8 @@ TEST(OverlayScan, NothingToDrawIsRefused)
 
 TEST(OverlayLayers, AreAllThereWhateverWasFound)
 {
-    const Names all = {"scan",    "frame", "output",   "kept",   "points",
-                       "dropped", "lines", "extremes", "centre", "legend"};
+    const Names all = {"scan",   "frame",   "kept",     "lines",  "points",
+                       "output", "dropped", "extremes", "centre", "legend"};
     for (const Frame& frame : {test::UprightFrame(), test::FailedFrame(), Frame()}) {
         Names ids;
         const Drawing drawing = Drawn(test::Plain(400, 500, 8, 0), frame);
@@ -187,7 +187,7 @@ TEST(OverlayLayers, FailureIsDrawnUpToItsStage)
 
     Frame frame = test::FailedFrame(); /* edges were fitted, but form no rectangle */
     frame.trace = test::UprightTrace();
-    EXPECT_EQ(Names({"scan", "kept", "points", "dropped", "lines", "extremes", "legend"}),
+    EXPECT_EQ(Names({"scan", "kept", "lines", "points", "dropped", "extremes", "legend"}),
               FilledLayers(Drawn(scan, frame)));
 
     frame.trace = {};
@@ -202,6 +202,19 @@ TEST(OverlayLayers, FrameKnownFromElsewhereIsDrawnWithoutTrace)
               FilledLayers(Drawn(test::Plain(400, 500, 8, 0), frame)));
 }
 
+TEST(OverlayLayers, FrameShowsByItsColourWhetherItIsCut)
+{
+    Frame frame = test::UprightFrame();
+    const Bitmap scan = test::Plain(400, 500, 8, 0);
+    const auto colour = [&] {
+        const Drawing drawing = Drawn(scan, frame);
+        return std::get<Path>(LayerOf(drawing, "frame").shapes.at(0)).colour.red;
+    };
+    EXPECT_EQ(kGood.red, colour());
+    frame.problem = {Code::area_limit, "limits", "too small"};
+    EXPECT_EQ(kBad.red, colour());
+}
+
 TEST(OverlayLayers, PointsAreCountedFromTheTopLeftPixelsCentre)
 {
     const Drawing drawing = DrawnUpright();
@@ -210,7 +223,7 @@ TEST(OverlayLayers, PointsAreCountedFromTheTopLeftPixelsCentre)
     ExpectNear({{18.0 + 100.5, 18.0 + 90.5}}, left.lines[0]);
     ExpectNear({{18.0 + 100.5, 18.0 + 93.5}}, left.lines[1]);
     const Path& frame = std::get<Path>(LayerOf(drawing, "frame").shapes.at(0));
-    ExpectNear({{118.5, 98.5}, {318.5, 98.5}, {318.5, 398.5}, {118.5, 398.5}}, frame.lines.at(0));
+    ExpectNear({{108.5, 98.5}, {318.5, 98.5}, {318.5, 398.5}, {108.5, 398.5}}, frame.lines.at(0));
 }
 
 TEST(OverlayLayers, EachSideHasItsColour)
@@ -273,24 +286,32 @@ TEST(OverlayLayers, OutputIsTheOutlineOfTheResultsPixels)
     Frame frame = test::UprightFrame();
     const Bitmap scan = test::Plain(400, 500, 8, 0);
     ExpectNear({{118.0, 98.0}, {319.0, 98.0}, {319.0, 399.0}, {118.0, 399.0}}, OutputOf(Drawn(scan, frame)));
-    frame.width = 202; /* one column more on the right of the centre, one row more above it */
-    frame.height = 302;
-    ExpectNear({{118.0, 97.0}, {320.0, 97.0}, {320.0, 399.0}, {118.0, 399.0}}, OutputOf(Drawn(scan, frame)));
 }
 
-TEST(OverlayLayers, OutputOfAPageThatNeedsClockwiseTurningRisesToTheRight)
+TEST(OverlayLayers, OutputIsWhereTheResultsMapLeads)
 {
-    Frame frame = test::UprightFrame();
-    frame.angle_deg = 90.0;
-    frame.width = 11;
-    frame.height = 21;
-    const Drawing drawing = Drawn(test::Plain(400, 500, 8, 0), frame);
-    /* The page's top left is at the bottom left of the scan, its top right at the top left. */
-    ExpectNear({{218.5 - 10.5, 248.5 + 5.5},
-                {218.5 - 10.5, 248.5 - 5.5},
-                {218.5 + 10.5, 248.5 - 5.5},
-                {218.5 + 10.5, 248.5 + 5.5}},
-               OutputOf(drawing));
+    for (const double angle : {0.3, 6.0, 1.5, 3.0}) {
+        Placement placement = test::UprightFrame().placement;
+        placement.angle = angle;
+        placement.width = 200; /* even: one column more on one side of the centre */
+        placement.height = 122;
+        Page scan;
+        scan.bitmap = test::Plain(400, 500, 8, 0);
+        Result result;
+        const Problem problem = Straighten(scan, FrameOf(placement), {}, &result);
+        ASSERT_FALSE(problem) << problem.reason;
+        std::vector<Point> expected;
+        for (const Point& corner : {Point{-0.5, -0.5}, {199.5, -0.5}, {199.5, 121.5}, {-0.5, 121.5}}) {
+            const Point place = result.to_source(corner);
+            expected.push_back({place.x + 18.5, place.y + 18.5});
+        }
+        const std::vector<Point> output = OutputOf(Drawn(scan.bitmap, FrameOf(placement)));
+        ASSERT_EQ(4U, output.size());
+        for (std::size_t i = 0; i < 4; ++i) {
+            EXPECT_NEAR(expected[i].x, output[i].x, 1e-4) << angle; /* degrees go by a pi of eight digits */
+            EXPECT_NEAR(expected[i].y, output[i].y, 1e-4) << angle;
+        }
+    }
 }
 
 TEST(OverlayLayers, PlacesBeyondAllMeasureDoNoHarm)
@@ -369,6 +390,7 @@ TEST(OverlayLegend, FrameThatIsNotTrustedIsNamedSo)
     EXPECT_TRUE(Says(Drawn(scan, frame), "A frame was found, but it is not"));
     frame.problem = {Code::angle_limit, "limits", "turned too far"};
     EXPECT_TRUE(Says(Drawn(scan, frame), "turned too far"));
+    EXPECT_TRUE(Says(Drawn(scan, frame), "what would be cut out"));
 }
 
 TEST(OverlayLegend, NothingKnownTellsNoKeys)
@@ -406,7 +428,7 @@ TEST(OverlayLegend, StandsBesideATallScanAndBelowAWideOne)
 {
     const Drawing tall = Drawn(test::Plain(800, 1000, 8, 0), test::UprightFrame());
     EXPECT_EQ(836.0, tall.panel.width);
-    EXPECT_EQ(836 + 325 + 2 * 20, tall.width); /* one column, and a gap on each side of it */
+    EXPECT_EQ(836 + 325 + 39, tall.width); /* one column, and a gap on each side of it */
     EXPECT_EQ(1036, tall.height);
     const Drawing wide = Drawn(test::Plain(1000, 800, 8, 0), test::UprightFrame());
     EXPECT_EQ(1036, wide.width);
@@ -431,7 +453,7 @@ TEST(OverlaySvg, LayersHaveIds)
             << id;
     EXPECT_NE(std::string::npos, svg.find("<g id=\"legend\"><title>"));
     EXPECT_NE(std::string::npos, svg.find("href=\"data:image/png;base64,iVBORw0KGgo"));
-    EXPECT_NE(std::string::npos, svg.find("<path d=\"M118.50 98.50L318.50 98.50L318.50 398.50L118.50 398.50z\" "
+    EXPECT_NE(std::string::npos, svg.find("<path d=\"M108.50 98.50L318.50 98.50L318.50 398.50L108.50 398.50z\" "
                                           "fill=\"none\" stroke=\"rgb(20,214,150)\" stroke-width=\"4.00\"/>"));
 }
 
@@ -502,13 +524,13 @@ TEST(OverlayPng, HasTheSizeAndColoursOfTheDrawing)
 TEST(OverlayPng, PageWithoutTraceShowsItsFrame)
 {
     Frame frame = test::UprightFrame();
-    frame.width = frame.height = 21; /* what is cut out is drawn elsewhere */
+    frame.corners = {}; /* what is cut out is drawn elsewhere */
     const Bitmap scan = test::Plain(400, 500, 8, 255);
     Bytes png;
     ASSERT_FALSE(OverlayPng(scan, frame, {}, &png));
     const Pixels pixels = Decoded(png);
     EXPECT_EQ((std::array<int, 3>{20, 214, 150}), pixels.At(218, 98));
-    EXPECT_EQ((std::array<int, 3>{20, 214, 150}), pixels.At(118, 248));
+    EXPECT_EQ((std::array<int, 3>{20, 214, 150}), pixels.At(108, 248));
     EXPECT_EQ((std::array<int, 3>{140, 140, 140}), pixels.At(218, 120));
 }
 

@@ -65,9 +65,9 @@ TEST(ReportLine, FullReportTellsAllFieldsInOrder)
         R"("fill":"#1000ff","out":"out/scan.png","warnings":["one","two"],"frame":{"scan":[400,500],"angle":0.0,)"
         R"("center":[200,269],"size":[201,301],"lines":[)"
         R"({"type":1,"a":119.0,"b":0.0,"angle":0.0,"center":[200,119]},)"
-        R"({"type":2,"a":100.0,"b":0.0,"angle":90.0,"center":[100,269]},)"
+        R"({"type":2,"a":90.0,"b":0.0,"angle":90.0,"center":[90,269]},)"
         R"({"type":2,"a":300.0,"b":0.0,"angle":90.0,"center":[300,269]},)"
-        R"({"type":3,"a":419.0,"b":0.5,"angle":0.25,"center":[200,419]}]},"ms":{"read":1.75,"turn":2.25}})";
+        R"({"type":3,"a":419.0,"b":0.0,"angle":0.25,"center":[200,419]}]},"ms":{"read":1.75,"turn":2.25}})";
     EXPECT_EQ(expected, ReportLine(FullReport(frame)));
 }
 
@@ -359,6 +359,25 @@ TEST(ReadReport, DeepNestingIsReadAndRefused)
     const std::string deep(1000000, '[');
     EXPECT_EQ("line 2: is not JSON, from byte 1000001 on", ReasonFor(deep));
     EXPECT_EQ("line 2: is no JSON object", ReasonFor(deep + std::string(1000000, ']')));
+}
+
+TEST(ReadReport, DamagedTextIsReadOrRefused)
+{
+    const std::string good = LineOf(Status::ok, "scan") + "\n" + SummaryLine({}) + "\n";
+    std::mt19937 random(7);
+    int refused = 0;
+    for (int i = 0; i < 5000; ++i) {
+        std::string text = good;
+        for (unsigned k = random() % 4 + 1; k > 0; --k) text[random() % text.size()] = static_cast<char>(random());
+        if (random() % 4 == 0) text.resize(random() % text.size());
+        std::vector<KnownPage> pages(7);
+        const Problem problem = ReadReport(text, &pages);
+        ASSERT_EQ(problem ? Code::bad_report : Code::ok, problem.code);
+        ASSERT_EQ(static_cast<bool>(problem), pages.size() == 7) << text;
+        refused += problem ? 1 : 0;
+    }
+    EXPECT_GT(refused, 2500);
+    EXPECT_LT(refused, 5000);
 }
 
 /* The reason when one value of a good line is another. */

@@ -23,7 +23,10 @@ inline quarlo::Bitmap Plain(int width, int height, int depth, int grey)
     return bitmap;
 }
 
-/* A page of 201 x 301 pixels that stands upright on a scan of 400 x 500, its top left corner at (100, 80). */
+/*
+ * A page of 201 x 301 pixels that stands upright on a scan of 400 x 500, its top left corner at (100, 80). As paper that
+ * is not quite square its left edge was found ten pixels further out.
+ */
 inline quarlo::Frame UprightFrame()
 {
     using quarlo::Ground;
@@ -37,9 +40,9 @@ inline quarlo::Frame UprightFrame()
     frame.placement.width = 201;
     frame.placement.height = 301;
     frame.placement.lines = {{{119.0, 0.0, 0.0, 1, {200, 119}},
-                              {100.0, 0.0, 90.0, 2, {100, 269}},
+                              {90.0, 0.0, 90.0, 2, {90, 269}},
                               {300.0, 0.0, 90.0, 2, {300, 269}},
-                              {419.0, 0.5, 0.25, 3, {200, 419}}}};
+                              {419.0, 0.0, 0.25, 3, {200, 419}}}};
     frame.corners = {{{100.0, 80.0}, {300.0, 80.0}, {300.0, 380.0}, {100.0, 380.0}}};
     frame.center = {200.0, 230.0};
     frame.width = 201;

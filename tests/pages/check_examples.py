@@ -19,7 +19,7 @@ except ImportError:
     sys.exit("needs python3-jsonschema: apt-get install python3-jsonschema")
 
 SVG = "{http://www.w3.org/2000/svg}"
-LAYERS = ["scan", "frame", "output", "kept", "points", "dropped", "lines", "extremes", "centre", "legend"]
+LAYERS = ["scan", "frame", "kept", "lines", "points", "output", "dropped", "extremes", "centre", "legend"]
 
 
 def refuse_constant(name):
