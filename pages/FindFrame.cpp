@@ -23,16 +23,17 @@ namespace quarlo
 namespace
 {
 
-constexpr double kLeastScore = 0.4;      /* below it a frame is not trusted */
-constexpr double kGoodRank = 0.75;       /* from it on nothing else is tried but the list in hand */
-constexpr double kExcellentRank = 0.96;  /* from it on nothing else is tried */
-constexpr double kGlanceScore = 0.25;    /* at a glance, below which a frame is not looked at thoroughly */
-constexpr double kAroundScore = 0.6;     /* of a frame that is preferred to any that lies in it */
-constexpr double kAroundArea = 1.2;      /* times the area of such a one */
-constexpr size_t kFewest = 4;            /* thresholds that are tried in any case */
-constexpr int kSweep = 3;                /* levels between the thresholds of a sweep */
+constexpr double kLeastScore = 0.4;     /* below it a frame is not trusted */
+constexpr double kGoodRank = 0.75;      /* from it on nothing else is tried but the list in hand */
+constexpr double kExcellentRank = 0.96; /* from it on nothing else is tried */
+constexpr double kGlanceScore = 0.25;   /* at a glance, below which a frame is not looked at thoroughly */
+constexpr double kAroundScore = 0.6;    /* of a frame that is preferred to any that lies in it */
+constexpr double kAroundArea = 1.2;     /* times the area of such a one */
+constexpr size_t kFewest = 4;           /* thresholds that are tried in any case */
+constexpr int kSweep = 3;               /* levels between the thresholds of a sweep */
 constexpr int kMaskThreshold = 127;
-constexpr double kGroundLevels = 7.0;    /* off the ground all around, at which a frame is said to lie inside something */
+constexpr double kGroundLevels =
+    7.0; /* off the ground all around, at which a frame is said to lie inside something */
 
 /* One run of detection, told in the scan's own pixels. */
 struct Attempt {
@@ -58,7 +59,8 @@ struct Attempt {
  */
 bool LiesAround(const Attempt& a, const Attempt& b)
 {
-    return a.evidence.score >= kAroundScore && a.evidence.real >= b.evidence.real && a.area() > kAroundArea * b.area();
+    return a.evidence.score >= kAroundScore && a.evidence.real >= b.evidence.real &&
+           a.area() > kAroundArea * b.area();
 }
 
 bool IsBetter(const Attempt& a, const Attempt& b)
@@ -194,7 +196,8 @@ private:
                 if (IsSame(placement, earlier)) return;
             weighed_.push_back(placement);
             attempt.evidence = Weigh(view_, attempt.detection, kGlance);
-            if (attempt.evidence.score >= kGlanceScore) attempt.evidence = Weigh(view_, attempt.detection, kThorough);
+            if (attempt.evidence.score >= kGlanceScore)
+                attempt.evidence = Weigh(view_, attempt.detection, kThorough);
             if (attempt.evidence.score >= kGlanceScore) DoubtIfInside(&attempt);
         }
         if (!best_ || IsBetter(attempt, *best_)) best_ = std::move(attempt);
@@ -212,8 +215,9 @@ private:
             const std::array<Point, 4> corners = CornersOf(attempt->detection.placement);
             const Point a = corners[i], b = corners[(i + 1) % 4];
             for (const GroundPlane& plane : planes_)
-                least = std::min(least, std::fabs(edge.outside - plane.LevelAt((a.x + b.x) / 2.0,
-                                                                               scan_.height() - 1 - (a.y + b.y) / 2.0)));
+                least = std::min(least,
+                                 std::fabs(edge.outside - plane.LevelAt((a.x + b.x) / 2.0,
+                                                                        scan_.height() - 1 - (a.y + b.y) / 2.0)));
         }
         if (planes_.empty() || least <= kGroundLevels) return;
         attempt->evidence.score *= 0.3;
@@ -247,9 +251,14 @@ void FillEdges(const Attempt& attempt, Frame* frame)
     for (size_t i = 0; i < 4; ++i) {
         const EdgeEvidence& evidence = attempt.evidence.edges[i];
         const EdgePoints& points = attempt.detection.edges[evidence.set];
-        frame->edges[i] = {points.points,    points.segments,  points.dropped,
-                           evidence.lean_deg, points.line.rms, evidence.support,
-                           std::fabs(evidence.contrast), evidence.at_border};
+        frame->edges[i] = {points.points,
+                           points.segments,
+                           points.dropped,
+                           evidence.lean_deg,
+                           points.line.rms,
+                           evidence.support,
+                           std::fabs(evidence.contrast),
+                           evidence.at_border};
         frame->trace.fitted[i] = AlongEdge(points.line, frame->corners[i], frame->corners[(i + 1) % 4], height);
         frame->trace.has_fitted[i] = points.points > 0;
     }
@@ -266,7 +275,9 @@ void FlipTrace(int height, Trace* trace)
 Problem TrustIn(const Attempt& best, const SearchOptions& options)
 {
     /* Who gives the threshold by hand has looked at the picture. */
-    const double least = options.least_score >= 0.0 ? options.least_score : options.threshold != 0 ? 0.0 : kLeastScore;
+    const double least = options.least_score >= 0.0 ? options.least_score
+                         : options.threshold != 0   ? 0.0
+                                                    : kLeastScore;
     if (best.evidence.score >= least) return {};
     char score[32];
     std::snprintf(score, sizeof score, " (score %.2f)", best.evidence.score);

@@ -20,7 +20,7 @@ namespace
 
 constexpr int kAcross = 240;          /* pixels that are read of a row, and rows, at most */
 constexpr double kMargin = 0.03;      /* of the picture's width and height, on either side */
-constexpr int kLeastDeparture = 2;   /* levels; less is rounding */
+constexpr int kLeastDeparture = 2;    /* levels; less is rounding */
 constexpr double kDeviation = 1.4826; /* standard deviation over median absolute deviation, of normal noise */
 
 int Total(const Histogram& histogram)
@@ -55,7 +55,8 @@ std::vector<int> RoundedOnce(const std::vector<double>& wanted, int least)
     std::vector<int> levels;
     for (const double value : wanted) {
         const int level = static_cast<int>(std::lround(std::clamp(value, 0.0, 254.0)));
-        if (level >= least && std::find(levels.begin(), levels.end(), level) == levels.end()) levels.push_back(level);
+        if (level >= least && std::find(levels.begin(), levels.end(), level) == levels.end())
+            levels.push_back(level);
     }
     return levels;
 }
@@ -150,8 +151,9 @@ std::vector<int> CandidateThresholds(const Levels& levels, Ground ground)
 std::vector<int> CandidateDepartures(const Histogram& departures, double spread)
 {
     const double most = Quantile(departures, 0.98);
-    return RoundedOnce({OtsuLevel(departures) + 0.0, 3.0 * spread, 0.5 * most, 6.0 * spread, 0.25 * most, 0.75 * most},
-                       kLeastDeparture);
+    return RoundedOnce(
+        {OtsuLevel(departures) + 0.0, 3.0 * spread, 0.5 * most, 6.0 * spread, 0.25 * most, 0.75 * most},
+        kLeastDeparture);
 }
 
 } // namespace quarlo

@@ -19,18 +19,18 @@ namespace quarlo
 namespace
 {
 
-constexpr double kEnds = 0.04;         /* share of an edge left out at either end, where corners are worn */
-constexpr int kInner = 16;             /* pixels that are read inside the edge */
-constexpr int kOuter = 18;             /* and outside */
+constexpr double kEnds = 0.04; /* share of an edge left out at either end, where corners are worn */
+constexpr int kInner = 16;     /* pixels that are read inside the edge */
+constexpr int kOuter = 18;     /* and outside */
 constexpr int kLength = kInner + 1 + kOuter;
-constexpr int kInward = 10;            /* pixels inside the edge within which a step is looked for */
-constexpr int kStepWidth = 3;          /* pixels on either side that make a step */
-constexpr double kLeastStep = 4.0;     /* levels */
-constexpr double kLeastShare = 0.35;   /* of the median step, for a step to count */
-constexpr double kFirstShare = 0.6;    /* of the highest step, for the first one from outside to be taken */
-constexpr double kStray = 3.0;         /* pixels off the line through the steps at which a step still counts */
-constexpr double kBorderSeen = 0.3;    /* share of an edge in the picture below which it is cut off */
-constexpr double kBorderPixels = 4.0;  /* from the border of the picture, for a line to be the border's */
+constexpr int kInward = 10;           /* pixels inside the edge within which a step is looked for */
+constexpr int kStepWidth = 3;         /* pixels on either side that make a step */
+constexpr double kLeastStep = 4.0;    /* levels */
+constexpr double kLeastShare = 0.35;  /* of the median step, for a step to count */
+constexpr double kFirstShare = 0.6;   /* of the highest step, for the first one from outside to be taken */
+constexpr double kStray = 3.0;        /* pixels off the line through the steps at which a step still counts */
+constexpr double kBorderSeen = 0.3;   /* share of an edge in the picture below which it is cut off */
+constexpr double kBorderPixels = 4.0; /* from the border of the picture, for a line to be the border's */
 
 double Median(std::vector<double> values)
 {
@@ -62,8 +62,12 @@ Side MakeSide(const std::array<Point, 4>& corners, size_t i)
     const Point from = corners[i], to = corners[(i + 1) % 4], next = corners[(i + 2) % 4];
     const double length = std::max(1.0, std::hypot(to.x - from.x, to.y - from.y));
     const double across = std::max(1.0, std::hypot(next.x - to.x, next.y - to.y));
-    return {from, to, {(to.x - from.x) / length, (to.y - from.y) / length},
-            {(to.x - next.x) / across, (to.y - next.y) / across}, length, across};
+    return {from,
+            to,
+            {(to.x - from.x) / length, (to.y - from.y) / length},
+            {(to.x - next.x) / across, (to.y - next.y) / across},
+            length,
+            across};
 }
 
 /* The levels across an edge at one place, from the inside to the outside, each the mean of three along the edge. */
@@ -131,10 +135,12 @@ Step FindStep(const Profile& profile, double sign)
         if (height(k) > height(best)) best = k;
     }
     for (int k = last; k > best; --k)
-        if (height(k) >= kFirstShare * height(best) && height(k) >= height(k - 1) && height(k) > height(k + 1)) best = k;
+        if (height(k) >= kFirstShare * height(best) && height(k) >= height(k - 1) && height(k) > height(k + 1))
+            best = k;
     if (best == first || best == last) return {static_cast<double>(best), height(best)};
     const double bend = height(best - 1) - 2.0 * height(best) + height(best + 1);
-    const double off = bend < 0.0 ? std::clamp((height(best - 1) - height(best + 1)) / (2.0 * bend), -0.5, 0.5) : 0.0;
+    const double off =
+        bend < 0.0 ? std::clamp((height(best - 1) - height(best + 1)) / (2.0 * bend), -0.5, 0.5) : 0.0;
     return {best + off, height(best)};
 }
 
@@ -160,7 +166,8 @@ Steps FindSteps(const std::vector<Profile>& profiles, const std::vector<double>&
         if (found.steps[i].height >= kLeastShare * found.height) firm.push_back(i);
     for (size_t i = 0; i < firm.size(); i += 2)
         for (size_t k = i + firm.size() / 4 + 1; k < firm.size(); k += 2)
-            slopes.push_back((found.steps[firm[k]].at - found.steps[firm[i]].at) / (along[firm[k]] - along[firm[i]]));
+            slopes.push_back((found.steps[firm[k]].at - found.steps[firm[i]].at) /
+                             (along[firm[k]] - along[firm[i]]));
     found.slope = Median(slopes);
     for (const size_t i : firm) shifts.push_back(found.steps[i].at - found.slope * along[i]);
     found.shift = Median(shifts);
@@ -285,11 +292,11 @@ void PredictErrors(const std::array<Side, 4>& sides, Evidence* evidence)
 
 /* Page and ground as the real edges have them, and what they agree on. */
 struct Summary {
-    double support = 1.0;  /* of the weakest edge */
-    double span = 1.0;     /* likewise */
-    double even = 1.0;     /* least contrast against the median one */
-    bool one_way = true;   /* the page is brighter than the ground at all edges, or darker at all */
-    bool reaches = true;   /* the page reaches up to the borders that are said to cut it off */
+    double support = 1.0; /* of the weakest edge */
+    double span = 1.0;    /* likewise */
+    double even = 1.0;    /* least contrast against the largest */
+    bool one_way = true;  /* the page is brighter than the ground at all edges, or darker at all */
+    bool reaches = true;  /* the page reaches up to the borders that are said to cut it off */
 };
 
 Summary Summarise(const std::array<EdgeEvidence, 4>& edges)
@@ -312,7 +319,8 @@ Summary Summarise(const std::array<EdgeEvidence, 4>& edges)
             summary.one_way = summary.one_way && edge.contrast * (page - ground) > 0.0;
     }
     if (!contrasts.empty())
-        summary.even = *std::min_element(contrasts.begin(), contrasts.end()) / std::max(1.0, Median(contrasts));
+        summary.even = *std::min_element(contrasts.begin(), contrasts.end()) /
+                       std::max(1.0, *std::max_element(contrasts.begin(), contrasts.end()));
     return summary;
 }
 
