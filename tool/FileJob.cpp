@@ -176,9 +176,9 @@ private:
         const std::string complaint = call_.claims.Claim(target, options_.in_place);
         if (!complaint.empty()) return {Code::exists, "write", complaint};
         *skip = options_.existing == Existing::skip && Exists(target);
-        if (Replacement() == SafeFile::Existing::refuse && !*skip && Exists(target))
-            return {Code::exists, "write", target + ": exists already; --overwrite replaces it"};
-        return {};
+        Problem problem = *skip ? Problem{} : CheckFree(target, Replacement());
+        if (problem) problem.reason = target + ": " + problem.reason;
+        return problem;
     }
 
     /* One result of these pages; number: that of the only page of a result, else 0. */

@@ -38,14 +38,8 @@ struct Descriptor {
     const int number;
 };
 
-Problem ReadProblem()
-{
-    return {Code::cannot_read, "read", std::string("cannot be read: ") + std::strerror(errno)};
-}
-Problem WriteProblem(int error)
-{
-    return {Code::cannot_write, "write", std::string("cannot be written: ") + std::strerror(error)};
-}
+Problem ReadProblem() { return {Code::cannot_read, "read", std::strerror(errno)}; }
+Problem WriteProblem(int error) { return {Code::cannot_write, "write", std::strerror(error)}; }
 
 /* Nobody reads on: not worth a message, but the end of the work. */
 Problem ClosedPipe()
@@ -108,7 +102,13 @@ Problem MakeFolder(const std::string& name)
 bool Exists(const std::string& name)
 {
     struct stat status;
-    return lstat(name.c_str(), &status) == 0;
+    return stat(name.c_str(), &status) == 0;
+}
+
+Problem CheckFree(const std::string& name, SafeFile::Existing existing)
+{
+    if (existing == SafeFile::Existing::replace || !Exists(name)) return {};
+    return {Code::exists, "write", "exists already; --overwrite replaces it"};
 }
 
 TextFile::~TextFile()
@@ -126,7 +126,8 @@ Problem TextFile::Open(const std::string& name, SafeFile::Existing existing)
         if (descriptor_ < 0) return WriteProblem(errno);
         owned_ = true;
     } else {
-        const Problem problem = SafeFile::Create(name, existing, &file_);
+        Problem problem = CheckFree(name, existing);
+        if (!problem) problem = SafeFile::Create(name, existing, &file_);
         if (problem) return problem;
         descriptor_ = file_->descriptor();
     }

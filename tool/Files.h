@@ -30,6 +30,8 @@ quarlo::Problem WriteFile(const std::string& name, quarlo::SafeFile::Existing ex
 quarlo::Problem MakeFolder(const std::string& name);
 
 bool Exists(const std::string& name);
+/** Refuses, with a hint, what is there and may not be replaced. */
+quarlo::Problem CheckFree(const std::string& name, quarlo::SafeFile::Existing existing);
 
 /** Text in the making: standard output, a device or pipe, or a file that appears when it is closed. */
 class TextFile

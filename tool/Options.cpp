@@ -80,6 +80,7 @@ public:
         };
         return app_->add_option_function<std::string>(names, read, help)
             ->option_text(placeholder)
+            ->type_name("value")
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)
             ->group(name_);
     }

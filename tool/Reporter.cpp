@@ -40,7 +40,7 @@ std::string Account(const PageResult& result)
 {
     const PageReport& report = result.report;
     const Frame& frame = *result.frame;
-    std::string text = Format("turned by %.3f degrees, ", frame.angle_deg) + std::to_string(frame.width) + " x " +
+    std::string text = Format("angle %.3f degrees, ", frame.angle_deg) + std::to_string(frame.width) + " x " +
                        std::to_string(frame.height) + " pixels";
     if (frame.threshold != 0)
         text += ", " + std::string(NameOf(frame.ground)) + " ground, threshold " + std::to_string(frame.threshold) +
@@ -62,7 +62,11 @@ void Say(std::string_view subject, std::string_view words)
 
 std::string WordsOf(const Problem& problem)
 {
-    return problem.reason + " (code " + std::to_string(static_cast<int>(problem.code)) + ")";
+    /* The system's words alone do not say what it is that failed. */
+    const char* failed = "";
+    if (problem.code == Code::cannot_read) failed = "cannot be read: ";
+    if (problem.code == Code::cannot_write) failed = "cannot be written: ";
+    return failed + problem.reason + " (code " + std::to_string(static_cast<int>(problem.code)) + ")";
 }
 
 SafeFile::Existing Reporter::Replacement() const
@@ -88,8 +92,7 @@ bool Reporter::CheckOverlay()
     const std::string name = is_folder ? SheetName(options_) : options_.overlay;
     Problem problem;
     if (is_folder) problem = MakeFolder(options_.overlay);
-    if (!problem && options_.existing == Existing::refuse && Exists(name))
-        problem = {Code::exists, "overlay", "exists already; --overwrite replaces it"};
+    if (!problem && options_.existing != Existing::skip) problem = CheckFree(name, Replacement());
     if (problem) Say(name, WordsOf(problem));
     return !problem;
 }
