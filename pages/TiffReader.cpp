@@ -163,20 +163,34 @@ public:
             return {Code::too_large, "read", "the picture's strips or tiles are larger than can be held"};
         return {};
     }
-    /* Reads the rows of a block that lie in the picture; false on failure. What a fax leaves open is 0. */
-    bool Read(std::uint32_t x, std::uint32_t y, int plane, std::uint8_t* to) const
+    /* Reads the rows of a block that lie in the picture. */
+    Problem Read(std::uint32_t x, std::uint32_t y, int plane, std::uint8_t* to) const
     {
-        const std::uint64_t wanted =
-            tiled_ ? bytes_ : std::min<std::uint64_t>(rows_, picture_.height - y) * row_bytes_;
-        const tmsize_t size = static_cast<tmsize_t>(wanted);
-        std::memset(to, 0, static_cast<std::size_t>(wanted));
+        const std::uint64_t rows = tiled_ ? rows_ : std::min(rows_, picture_.height - y);
+        const std::size_t bytes = static_cast<std::size_t>(rows * row_bytes_);
+        /* Fax data that end early leave rows as they were, without a word from libtiff. Only a second look, over other
+         * bytes, tells such rows from those that are meant to look like this. */
+        for (const int before : {0x55, 0x33}) {
+            std::memset(to, before, bytes);
+            if (!Decode(x, y, plane, to, bytes)) return Damaged("the picture cannot be decoded");
+            const std::uint8_t* end = to + bytes;
+            const bool untouched =
+                std::all_of(end - row_bytes_, end, [=](std::uint8_t byte) { return byte == before; });
+            if (!IsFax(picture_.compression) || !untouched) return {};
+        }
+        return Damaged("the fax data end before the picture does");
+    }
+
+private:
+    bool Decode(std::uint32_t x, std::uint32_t y, int plane, std::uint8_t* to, std::size_t bytes) const
+    {
         const std::uint16_t sample = static_cast<std::uint16_t>(plane);
+        const tmsize_t size = static_cast<tmsize_t>(bytes);
         const tmsize_t got = tiled_ ? TIFFReadEncodedTile(tiff_, TIFFComputeTile(tiff_, x, y, 0, sample), to, size)
                                     : TIFFReadEncodedStrip(tiff_, TIFFComputeStrip(tiff_, y, sample), to, size);
         return got == size;
     }
 
-private:
     TIFF* tiff_;
     const Picture& picture_;
     bool tiled_;
@@ -197,18 +211,18 @@ void Interleave(const std::uint8_t* from, std::size_t samples, int plane, int pl
 }
 
 /* Strips whose rows are those of the bitmap are decoded where they belong; the rows are put in order afterwards. */
-bool ReadStraight(const Blocks& blocks, RowConverter* converter, Bitmap* bitmap)
+Problem ReadStraight(const Blocks& blocks, RowConverter* converter, Bitmap* bitmap)
 {
     const std::uint32_t height = static_cast<std::uint32_t>(bitmap->height());
     for (std::uint32_t y = 0; y < height; y += std::min(blocks.rows(), height - y))
-        if (!blocks.Read(0, y, 0, bitmap->row(static_cast<int>(y)))) return false;
+        if (Problem problem = blocks.Read(0, y, 0, bitmap->row(static_cast<int>(y)))) return problem;
     for (int y = 0; y < bitmap->height(); ++y) converter->Convert(bitmap->row(y), bitmap->row(y));
     TurnOver(bitmap);
-    return true;
+    return {};
 }
 
 /* Everything else goes through a block, and a row at a time through the converter. */
-bool ReadBlocks(const Blocks& blocks, const Picture& picture, Bitmap* bitmap, RowConverter* converter)
+Problem ReadBlocks(const Blocks& blocks, const Picture& picture, Bitmap* bitmap, RowConverter* converter)
 {
     const std::size_t bytes = static_cast<std::size_t>(blocks.bytes());
     const int sample_bytes = picture.bits / 8;
@@ -219,7 +233,7 @@ bool ReadBlocks(const Blocks& blocks, const Picture& picture, Bitmap* bitmap, Ro
         for (std::uint32_t x = 0; x < picture.width; x += std::min(blocks.width(), picture.width - x)) {
             const std::uint32_t rows = std::min(blocks.rows(), picture.height - y);
             for (int plane = 0; plane < blocks.planes(); ++plane) {
-                if (!blocks.Read(x, y, plane, block.data())) return false;
+                if (Problem problem = blocks.Read(x, y, plane, block.data())) return problem;
                 if (blocks.planes() > 1)
                     Interleave(block.data(),
                                static_cast<std::size_t>(blocks.row_bytes() / static_cast<unsigned>(sample_bytes)) *
@@ -233,7 +247,7 @@ bool ReadBlocks(const Blocks& blocks, const Picture& picture, Bitmap* bitmap, Ro
                 converter->Convert(from + row * row_bytes,
                                    bitmap->row(static_cast<int>(picture.height - 1 - y - row)) + at);
         }
-    return true;
+    return {};
 }
 
 /* What libtiff converts itself: 8 bits of each colour, with alpha, first row on top. */
@@ -276,14 +290,15 @@ Problem ReadPixels(TIFF* tiff, const Picture& picture, const ReadLimits& limits,
     if (problem) return problem;
     const std::uint64_t expected =
         RowBytes(blocks.width(), samples.bits * (blocks.planes() > 1 ? 1 : samples.channels));
-    if (blocks.row_bytes() != expected) return Damaged("the rows have another length than their samples");
+    if (blocks.row_bytes() != expected || blocks.bytes() != expected * blocks.rows())
+        return Damaged("the rows have another length than their samples");
     if (blocks.tiled() && blocks.width() % 8 != 0 && converter.depth() == 1)
         return Unsupported("tiles whose width is no multiple of 8 are not taken");
     const bool straight = !blocks.tiled() && blocks.planes() == 1 && converter.is_direct() &&
                           static_cast<std::uint64_t>(page->bitmap.rec()->BytesPerLine) == expected;
-    const bool done = straight ? ReadStraight(blocks, &converter, &page->bitmap)
-                               : ReadBlocks(blocks, picture, &page->bitmap, &converter);
-    if (!done) return Damaged("the picture cannot be decoded");
+    problem = straight ? ReadStraight(blocks, &converter, &page->bitmap)
+                       : ReadBlocks(blocks, picture, &page->bitmap, &converter);
+    if (problem) return problem;
     converter.Warn(&page->warnings);
     return {};
 }
