@@ -135,7 +135,7 @@ TEST_F(ToolReport, QuietTellsErrorsAndVerboseEveryPage)
     EXPECT_EQ(1, Run("-q -n scan.png blank.png missing.png"));
     EXPECT_EQ(0u, err.find("quarlo: missing.png: ")) << err;
     EXPECT_EQ(0, Run("-v -n scan.png"));
-    EXPECT_EQ(0u, err.find("quarlo: scan.png: page 1: turned by ")) << err;
+    EXPECT_EQ(0u, err.find("quarlo: scan.png: page 1: angle ")) << err;
     EXPECT_NE(std::string::npos, err.find(" dark ground, threshold ")) << err;
     EXPECT_EQ("", out);
 }

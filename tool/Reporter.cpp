@@ -28,10 +28,12 @@ std::string PageName(const std::string& file, const PageRecord& page)
     return page.is_file ? file : file + ": page " + std::to_string(page.result.report.page);
 }
 
-/* Problems of writing concern the result, all others the input. */
+/* Problems of writing concern the result, all others the input. Those of reading name the page themselves. */
 std::string SubjectOf(const std::string& file, const PageRecord& page)
 {
-    const bool writes = page.result.report.problem.stage == "write" && !page.target.empty() && page.target != "-";
+    const Problem& problem = page.result.report.problem;
+    if (problem.stage == "read" && problem.reason.rfind("page ", 0) == 0) return file;
+    const bool writes = problem.stage == "write" && !page.target.empty() && page.target != "-";
     return PageName(writes ? page.target : file, page);
 }
 
