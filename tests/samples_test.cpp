@@ -14,7 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "BitmapProcessing.h"
-#include "FindPage.h"
+#include "support/FindPage.h"
 #include "QL_Interface.h"
 #include "support/TestBitmap.h"
 

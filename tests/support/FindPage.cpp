@@ -4,7 +4,7 @@
  * The same stages as the library's pipeline, driven through its exported functions, because the tool reports the
  * angle and the place of the page, which the pipeline keeps to itself.
  */
-#include "FindPage.h"
+#include "support/FindPage.h"
 
 #include <algorithm>
 #include <cstdlib>

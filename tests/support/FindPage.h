@@ -1,8 +1,8 @@
 /*
  * FindPage.h - the detection stages in one call that tells what they found and where they gave up.
  */
-#ifndef QUARLO_TOOL_FINDPAGE_H
-#define QUARLO_TOOL_FINDPAGE_H
+#ifndef QUARLO_TESTS_SUPPORT_FINDPAGE_H
+#define QUARLO_TESTS_SUPPORT_FINDPAGE_H
 
 #include "StructTypes.h"
 

@@ -1,0 +1,141 @@
+/*
+ * Naming.cpp - formats and names of results.
+ */
+#include "Naming.h"
+
+#include <filesystem>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+using quarlo::Format;
+using quarlo::FormatOfName;
+
+namespace tool
+{
+
+namespace
+{
+
+constexpr std::string_view kStem = "{stem}", kExt = "{ext}", kPage = "{page}";
+
+void Replace(std::string_view placeholder, const std::string& value, std::string* text)
+{
+    for (size_t at = text->find(placeholder); at != std::string::npos;
+         at = text->find(placeholder, at + value.size()))
+        text->replace(at, placeholder.size(), value);
+}
+
+std::string PatternComplaint(std::string pattern)
+{
+    for (std::string_view placeholder : {kStem, kExt, kPage}) Replace(placeholder, "", &pattern);
+    if (pattern.find_first_of("{}") != std::string::npos) return "--name knows {stem}, {ext} and {page} only";
+    if (pattern.find('/') != std::string::npos) return "--name gives names, -O gives the folder";
+    return "";
+}
+
+/* An extension is kept as it is spelled where it fits. */
+std::string ExtensionOf(const std::string& input, Format format)
+{
+    const std::string own = fs::path(input).extension().string();
+    if (own.size() > 1 && FormatOfName(input) == format) return own.substr(1);
+    if (format == Format::jpeg) return "jpg";
+    if (format == Format::tiff) return "tif";
+    return std::string(NameOf(format));
+}
+
+/* The same for all names of a file: what the system knows it by, or where it would come to lie. */
+std::string IdentityOf(const std::string& name)
+{
+    struct stat status;
+    if (stat(name.c_str(), &status) == 0)
+        return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+    std::error_code error;
+    const fs::path path = fs::weakly_canonical(fs::absolute(name, error), error);
+    return error ? name : path.string();
+}
+
+std::string OverlayComplaint(const Options& options, Claims* claims)
+{
+    if (options.overlay.empty()) return "";
+    if (OverlayIsFolder(options)) return claims->Claim(SheetName(options), false);
+    if (options.inputs.size() > 1)
+        return options.overlay + " holds the drawing of one page; give a folder for several inputs, such as " +
+               options.overlay + "/";
+    return claims->Claim(options.overlay, false);
+}
+
+} // namespace
+
+Claims::Claims(const std::vector<std::string>& inputs)
+{
+    for (const std::string& input : inputs)
+        if (input != "-") read_.insert(IdentityOf(input));
+}
+
+std::string Claims::Claim(const std::string& name, bool in_place)
+{
+    const std::string identity = IdentityOf(name);
+    if (!in_place && read_.count(identity) != 0)
+        return name + " is an input, which is not written to; --in-place replaces inputs";
+    if (!written_.insert(identity).second) return name + " would be written twice";
+    return "";
+}
+
+std::string NamesComplaint(const Options& options)
+{
+    std::string complaint = PatternComplaint(options.name);
+    if (!complaint.empty()) return complaint;
+    Claims claims(options.inputs);
+    for (const std::string& input : options.inputs) {
+        if (options.dry_run) break;
+        const std::string name = ResultName(options, input, FormatOfName(input), 0);
+        if (name != "-") complaint = claims.Claim(name, options.in_place);
+        if (!complaint.empty()) return complaint;
+    }
+    if (!options.json.empty() && options.json != "-") complaint = claims.Claim(options.json, false);
+    return complaint.empty() ? OverlayComplaint(options, &claims) : complaint;
+}
+
+Format ResultFormat(const Options& options, Format input_format)
+{
+    if (options.write.format != Format::unknown) return options.write.format;
+    const Format named =
+        options.in_place ? Format::unknown : FormatOfName(options.output.empty() ? options.name : options.output);
+    return named != Format::unknown ? named : input_format;
+}
+
+bool NamesPages(const Options& options)
+{
+    return options.output.empty() && !options.in_place && options.name.find(kPage) != std::string::npos;
+}
+
+std::string StemOf(const std::string& input) { return input == "-" ? "stdin" : fs::path(input).stem().string(); }
+
+std::string ResultName(const Options& options, const std::string& input, Format input_format, int page)
+{
+    if (options.in_place) return input;
+    if (!options.output.empty()) return options.output;
+    std::string name = options.name;
+    Replace(kExt, ExtensionOf(input, ResultFormat(options, input_format)), &name);
+    if (page > 0 && !NamesPages(options)) {
+        const fs::path plain(name);
+        name = plain.stem().string() + "-" + std::to_string(page) + plain.extension().string();
+    }
+    if (page > 0) Replace(kPage, std::to_string(page), &name);
+    Replace(kStem, StemOf(input), &name);
+    const fs::path folder = options.folder.empty() ? fs::path(input).parent_path() : fs::path(options.folder);
+    return (folder / name).string();
+}
+
+bool OverlayIsFolder(const Options& options)
+{
+    struct stat status;
+    if (stat(options.overlay.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
+    const std::string extension = LowerCase(fs::path(options.overlay).extension().string());
+    return options.overlay.back() == '/' || (extension != ".svg" && extension != ".png");
+}
+
+std::string SheetName(const Options& options) { return (fs::path(options.overlay) / "index.html").string(); }
+
+} // namespace tool

@@ -1,0 +1,242 @@
+/*
+ * Reporter.cpp - all that is told.
+ */
+#include "Reporter.h"
+
+#include <cstdio>
+#include <set>
+
+#include "Signals.h"
+
+using namespace quarlo;
+
+namespace tool
+{
+
+namespace
+{
+
+std::string Format(const char* format, double number)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, format, number);
+    return text;
+}
+
+std::string PageName(const std::string& file, const PageRecord& page)
+{
+    return page.is_file ? file : file + ": page " + std::to_string(page.result.report.page);
+}
+
+/* Problems of writing concern the result, all others the input. Those of reading name the page themselves. */
+std::string SubjectOf(const std::string& file, const PageRecord& page)
+{
+    const Problem& problem = page.result.report.problem;
+    if (problem.stage == "read" && problem.reason.rfind("page ", 0) == 0) return file;
+    const bool writes = problem.stage == "write" && !page.target.empty() && page.target != "-";
+    return PageName(writes ? page.target : file, page);
+}
+
+/* A line for those who want to know more. */
+std::string Account(const PageResult& result)
+{
+    const PageReport& report = result.report;
+    const Frame& frame = *result.frame;
+    std::string text = Format("angle %.3f degrees, ", frame.angle_deg) + std::to_string(frame.width) + " x " +
+                       std::to_string(frame.height) + " pixels";
+    if (frame.threshold != 0)
+        text += ", " + std::string(NameOf(frame.ground)) + " ground, threshold " + std::to_string(frame.threshold) +
+                Format(", score %.2f", frame.score);
+    if (!frame.prepared.empty()) text += ", seen in " + frame.prepared;
+    double ms = 0.0;
+    for (const auto& [stage, time] : report.ms) ms += time;
+    text += Format(", %.0f ms", ms);
+    return report.out.empty() || report.out == "-" ? text : text + " -> " + report.out;
+}
+
+} // namespace
+
+void Say(std::string_view subject, std::string_view words)
+{
+    std::fprintf(stderr, "quarlo: %.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
+                 static_cast<int>(words.size()), words.data());
+}
+
+std::string WordsOf(const Problem& problem)
+{
+    /* The system's words alone do not say what it is that failed. */
+    const char* failed = "";
+    if (problem.code == Code::cannot_read) failed = "cannot be read: ";
+    if (problem.code == Code::cannot_write) failed = "cannot be written: ";
+    return failed + problem.reason + " (code " + std::to_string(static_cast<int>(problem.code)) + ")";
+}
+
+SafeFile::Existing Reporter::Replacement() const
+{
+    return options_.existing == Existing::replace ? SafeFile::Existing::replace : SafeFile::Existing::refuse;
+}
+
+bool Reporter::Open()
+{
+    Problem problem;
+    if (options_.angle) problem = angles_.Open("-", Replacement());
+    if (!options_.json.empty()) problem = json_.Open(options_.json, Replacement());
+    if (problem) {
+        Say(options_.json, WordsOf(problem));
+        return false;
+    }
+    return options_.overlay.empty() || CheckOverlay();
+}
+
+bool Reporter::CheckOverlay()
+{
+    const bool is_folder = OverlayIsFolder(options_);
+    const std::string name = is_folder ? SheetName(options_) : options_.overlay;
+    Problem problem;
+    if (is_folder) problem = MakeFolder(options_.overlay);
+    if (!problem && options_.existing != Existing::skip) problem = CheckFree(name, Replacement());
+    if (problem) Say(name, WordsOf(problem));
+    return !problem;
+}
+
+void Reporter::Tell(const FileRecord& file)
+{
+    ++summary_.files;
+    for (const std::string& name : file.skipped)
+        if (options_.talk == Talk::verbose) Say(file.input, name + " exists and is left");
+    for (const PageRecord& page : file.pages) {
+        TellPage(file, page);
+        if (angles_.is_open() && !page.is_file) TellAngle(page);
+        if (json_.is_open()) WriteLine(&json_, options_.json, ReportLine(page.result.report));
+        if (!options_.overlay.empty() && OverlayIsFolder(options_)) TellSheet(file, page);
+        Count(page);
+    }
+    if (options_.talk == Talk::quiet) return;
+    TellLeftOut(file);
+    TellWarnings(file);
+}
+
+void Reporter::TellPage(const FileRecord& file, const PageRecord& page)
+{
+    const PageReport& report = page.result.report;
+    if (page.result.drawing_problem) {
+        Say(page.drawing, WordsOf(page.result.drawing_problem));
+        failed_ = true;
+    }
+    if (report.problem && !page.left_out && report.problem.code != Code::interrupted) {
+        const bool is_error = report.status == Status::error;
+        const std::string copied = report.status == Status::copied ? "; copied as it is" : "";
+        if (is_error || options_.talk != Talk::quiet)
+            Say(SubjectOf(file.input, page), WordsOf(report.problem) + copied);
+    } else if (report.status == Status::ok && options_.talk == Talk::verbose) {
+        Say(PageName(file.input, page), Account(page.result));
+    }
+}
+
+void Reporter::TellLeftOut(const FileRecord& file)
+{
+    std::set<std::string> told;
+    for (const PageRecord& page : file.pages) {
+        const Problem& problem = page.result.report.problem;
+        if (!page.left_out || problem.code == Code::interrupted || !told.insert(page.target).second) continue;
+        Say(file.input, "nothing is written: the document is " + problem.reason);
+    }
+}
+
+/* Pages of a file are alike; each warning is given once. */
+void Reporter::TellWarnings(const FileRecord& file)
+{
+    std::set<std::string> told;
+    for (const PageRecord& page : file.pages)
+        for (const std::string& warning : page.result.report.warnings)
+            if (told.insert(warning).second) Say(PageName(file.input, page), "warning: " + warning);
+}
+
+void Reporter::TellAngle(const PageRecord& page)
+{
+    const PageReport& report = page.result.report;
+    const std::string name = options_.inputs.size() > 1 ? report.file + "\t" : "";
+    const std::string angle = report.status == Status::ok ? Format("%.3f", page.result.frame->angle_deg) : "-";
+    WriteLine(&angles_, "standard output", name + angle);
+}
+
+void Reporter::TellSheet(const FileRecord& file, const PageRecord& page)
+{
+    const PageReport& report = page.result.report;
+    SheetEntry entry;
+    entry.title = PageName(file.input, page);
+    entry.overlay = page.drawing;
+    entry.status = report.status;
+    entry.note = report.problem ? WordsOf(report.problem) : "";
+    if (page.result.frame) {
+        entry.score = page.result.frame->score;
+        entry.angle_deg = page.result.frame->angle_deg;
+    }
+    sheet_.push_back(std::move(entry));
+}
+
+void Reporter::Count(const PageRecord& page)
+{
+    ++summary_.pages;
+    switch (page.result.report.status) {
+    case Status::ok:
+        ++summary_.ok;
+        break;
+    case Status::no_frame:
+        ++summary_.no_frame;
+        break;
+    case Status::refused:
+        ++summary_.refused;
+        break;
+    case Status::copied:
+        ++summary_.copied;
+        break;
+    case Status::error:
+        ++summary_.error;
+        break;
+    }
+}
+
+/* What cannot be told is said once. */
+void Reporter::WriteLine(TextFile* file, const std::string& name, const std::string& line)
+{
+    if (failed_to_write_) return;
+    const Problem problem = file->Write(line + "\n");
+    if (!problem) return;
+    failed_to_write_ = failed_ = true;
+    if (StopSignal() == 0) Say(name, WordsOf(problem));
+}
+
+void Reporter::WriteSheet()
+{
+    const std::string name = SheetName(options_);
+    if (options_.existing == Existing::skip && Exists(name)) return;
+    const Problem problem = WriteFile(name, Replacement(), ContactSheet(std::move(sheet_)));
+    if (!problem) return;
+    failed_ = true;
+    Say(name, WordsOf(problem));
+}
+
+int Reporter::ExitNow() const
+{
+    if (StopSignal() != 0) return 128 + StopSignal();
+    if (failed_ || summary_.error > 0) return kFailed;
+    return summary_.no_frame + summary_.refused + summary_.copied > 0 ? kNoFrame : kDone;
+}
+
+int Reporter::Close()
+{
+    if (!options_.overlay.empty() && OverlayIsFolder(options_)) WriteSheet();
+    summary_.exit_code = ExitNow();
+    summary_.interrupted = StopSignal() != 0;
+    summary_.ms = watch_.ms();
+    if (json_.is_open()) {
+        WriteLine(&json_, options_.json, SummaryLine(summary_));
+        const Problem problem = failed_to_write_ ? Problem{} : json_.Close();
+        if (problem) Say(options_.json, WordsOf(problem));
+        failed_ = failed_ || problem;
+    }
+    return ExitNow();
+}
+
+} // namespace tool
