@@ -24,6 +24,7 @@ namespace
 {
 
 constexpr double kLeastScore = 0.4;     /* below it a frame is not trusted */
+constexpr double kLeastByHand = 0.05;   /* the same where the threshold is given: somebody looked at the picture */
 constexpr double kGoodRank = 0.75;      /* from it on nothing else is tried but the list in hand */
 constexpr double kExcellentRank = 0.96; /* from it on nothing else is tried */
 constexpr double kGlanceScore = 0.25;   /* at a glance, below which a frame is not looked at thoroughly */
@@ -103,6 +104,12 @@ std::string WordsOf(const Copy& copy, Departs departs)
     return words;
 }
 
+/* A plane is dark or light by its level in the middle. */
+Ground GroundAt(const Copy& copy, const GroundPlane& plane)
+{
+    return plane.LevelAt(copy.grey.width() / 2.0, copy.grey.height() / 2.0) > 127.0 ? Ground::light : Ground::dark;
+}
+
 class Search
 {
 public:
@@ -177,7 +184,7 @@ private:
             const Problem problem = MakeMask(copy.grey, plane, departs, least, &mask);
             if (problem) return problem;
             Attempt attempt;
-            attempt.ground = departs == Departs::brighter ? Ground::dark : Ground::light;
+            attempt.ground = GroundAt(copy, plane);
             attempt.threshold = least;
             attempt.prepared = WordsOf(copy, departs);
             attempt.detection = Detect(mask, Ground::dark, kMaskThreshold, options_.trace);

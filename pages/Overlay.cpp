@@ -88,7 +88,7 @@ Problem DrawScan(const Bitmap& scan, const Size& size, Picture* picture)
     picture->grey.reserve(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
     Bitmap greys;
     for (int y = size.height - 1; y >= 0; --y) {
-        const Problem problem = GreyRows(scan, RangeOf(y, size.height, scan.height()), &greys);
+        Problem problem = GreyRows(scan, RangeOf(y, size.height, scan.height()), &greys);
         if (problem) return problem;
         for (int x = 0; x < size.width; ++x)
             picture->grey.push_back(Mean(greys, RangeOf(x, size.width, scan.width())));
@@ -224,6 +224,7 @@ Layer ExtremesLayer(const Marks& marks)
 Point RightOf(const Frame& frame)
 {
     constexpr double radians = 3.14159265358979323846 / 180.0;
+    if (!std::isfinite(frame.angle_deg)) return {1.0, 0.0};
     return {std::cos(frame.angle_deg * radians), -std::sin(frame.angle_deg * radians)};
 }
 
@@ -296,7 +297,7 @@ Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& op
     const double margin = std::ceil(18.0 * scale.unit); /* room for what lies on the scan's border */
 
     Picture picture;
-    const Problem problem = DrawScan(scan, size, &picture);
+    Problem problem = DrawScan(scan, size, &picture);
     if (problem) return problem;
     picture.at = {margin, margin};
 

@@ -83,7 +83,8 @@ public:
     {
         const double width = (kColumn - kValueColumn) * letters_;
         Rectangle({kValueColumn * letters_, y_, width, 0.5 * letters_}, Faint(kText, 0.18));
-        Rectangle({kValueColumn * letters_, y_, width * std::clamp(share, 0.0, 1.0), 0.5 * letters_}, colour);
+        Rectangle({kValueColumn * letters_, y_, width * (share > 0.0 ? std::min(share, 1.0) : 0.0), 0.5 * letters_},
+                  colour);
         y_ += 0.9 * letters_;
     }
 
@@ -207,15 +208,22 @@ Block EdgesBlock(const Frame& frame, double letters)
     return block;
 }
 
+bool HasKept(const Trace::Side& side)
+{
+    return std::any_of(side.segments.begin(), side.segments.end(),
+                       [](const Trace::Segment& segment) { return segment.kept; });
+}
+
 void AddSideKeys(const Trace& trace, double unit, Block* block)
 {
     for (std::size_t side = 0; side < trace.sides.size(); ++side) {
         if (trace.sides[side].points.empty()) continue;
         block->Key(std::string("border seen from the ") + kSideNames[side],
                    [&](Point at, double half, Shapes* shapes) {
-                       DrawKept({{{at.x - half, at.y}, {at.x + half, at.y}}}, kSideColours[side], unit, shapes);
+                       if (HasKept(trace.sides[side]))
+                           DrawKept({{{at.x - half, at.y}, {at.x + half, at.y}}}, kSideColours[side], unit, shapes);
                        std::vector<Point> dots;
-                       for (double x = -half; x <= half; x += 4.0 * unit) dots.push_back({at.x + x, at.y});
+                       for (int k = -4; k <= 4; ++k) dots.push_back({at.x + half * k / 4.0, at.y});
                        DrawDots(dots, kSideColours[side], unit, shapes);
                    });
     }

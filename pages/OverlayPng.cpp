@@ -156,7 +156,7 @@ Problem PngOf(const Drawing& drawing, Bytes* png)
     cairo_paint(context.get());
     for (const Layer& layer : drawing.layers)
         Paint(context.get(), layer, &layer == &drawing.layers.back() ? nullptr : &drawing.panel);
-    const Problem problem = ProblemOf(cairo_status(context.get()));
+    Problem problem = ProblemOf(cairo_status(context.get()));
     if (!problem) *png = EncodedPng(drawing.width, drawing.height, 3, PixelsOf(surface.get()));
     return problem;
 }
@@ -166,7 +166,7 @@ Problem PngOf(const Drawing& drawing, Bytes* png)
 Problem OverlayPng(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, Bytes* png)
 {
     overlay::Drawing drawing;
-    const Problem problem = overlay::Compose(scan, frame, options, &drawing);
+    Problem problem = overlay::Compose(scan, frame, options, &drawing);
     return problem ? problem : overlay::PngOf(drawing, png);
 }
 

@@ -129,7 +129,7 @@ std::string SvgOf(const Drawing& drawing)
 Problem OverlaySvg(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, std::string* svg)
 {
     overlay::Drawing drawing;
-    const Problem problem = overlay::Compose(scan, frame, options, &drawing);
+    Problem problem = overlay::Compose(scan, frame, options, &drawing);
     if (!problem) *svg = overlay::SvgOf(drawing);
     return problem;
 }

@@ -71,7 +71,7 @@ enum class Code : int {
 /** The outcome of a call: nothing wrong, or a code, the stage that gave up and a reason in words. */
 struct Problem {
     Code code = Code::ok;
-    std::string stage;  /**< read, threshold, range, borders, split, frame, trust, limits, turn, write, report */
+    std::string stage;  /**< read, range, borders, split, frame, trust, limits, turn, write, report, overlay */
     std::string reason; /**< for people; without the file's name, without a full stop */
 
     explicit operator bool() const { return code != Code::ok; }
@@ -218,7 +218,8 @@ struct WriteOptions {
     Format format = Format::unknown;
     Compression compression = Compression::same; /**< same: as the page's metadata say, where the format can */
     int quality = 0;                             /**< of JPEG, 1 to 100; 0: the source's tables, or 90 without */
-    std::uint64_t raw_bytes = 0; /**< of all pages uncompressed, where known: beyond 4 GiB TIFF files get wide offsets */
+    std::uint64_t raw_bytes =
+        0; /**< of all pages uncompressed, where known: beyond 4 GiB TIFF files get wide offsets */
 };
 
 /**
@@ -354,8 +355,9 @@ struct Frame {
 
 struct SearchOptions {
     Ground ground = Ground::automatic;
-    int threshold = 0;         /**< 1 to 255; 0: chosen */
-    double least_score = -1.0; /**< a frame below it is not trusted; negative: the default */
+    int threshold = 0; /**< 1 to 255; 0: chosen */
+    double least_score =
+        -1.0; /**< a frame below it is not trusted; negative: the default, less with a threshold by hand */
     bool trace = false;
 };
 

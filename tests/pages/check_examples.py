@@ -5,6 +5,7 @@
 
 DOCUMENT is a Markdown file whose blocks of JSON must fit the schema as well.
 """
+import base64
 import json
 import pathlib
 import re
@@ -28,10 +29,12 @@ def refuse_constant(name):
 
 def check_report(text, validator):
     lines = [json.loads(line, parse_constant=refuse_constant) for line in text.splitlines()]
-    assert len(lines) == 8 and "summary" in lines[-1], "six examples, a page that was not read and a summary"
+    assert "summary" in lines[-1] and len(lines) > 7, "six examples, a page that was not read by each code, a summary"
     for line in lines:
         validator.validate(line)
         check_that_changes_show(line, validator)
+    codes = validator.schema["$defs"]["page"]["properties"]["code"]["enum"]
+    assert [line["code"] for line in lines[6:-1]] == codes, "the schema knows all codes and no more"
     assert lines[0]["frame"] and lines[0]["edges"] and lines[0]["to_source"]
 
 
@@ -65,7 +68,9 @@ def check_drawing(path):
     assert ids == LAYERS, f"{path.name}: layers are {ids}"
     assert all(group.find(SVG + "title") is not None for group in root.iter(SVG + "g") if group.get("id"))
     image = root.find(f".//{SVG}g[@id='scan']/{SVG}image")
-    assert image.get("href").startswith("data:image/png;base64,")
+    kind, _, data = image.get("href").partition(",")
+    png = base64.b64decode(data, validate=True)
+    assert kind == "data:image/png;base64" and png.startswith(b"\x89PNG") and png.endswith(b"IEND\xaeB`\x82")
     width, height = int(root.get("width")), int(root.get("height"))
     assert root.get("viewBox") == f"0 0 {width} {height}"
 

@@ -75,7 +75,7 @@ bool WriteAll(const std::string& folder)
         report += ReportLine(ReportOf(example)) + '\n';
         OverlayOptions options;
         options.title = example.name;
-        for (const auto& [width, height] : {std::pair(400, 500), {500, 400}, {1, 1}}) {
+        for (const auto& [width, height] : {std::pair(400, 500), {503, 401}, {1, 1}}) {
             std::string svg;
             const std::string name = std::to_string(++number) + ".svg";
             good = !OverlaySvg(test::Plain(width, height, 24, 200), example.frame, options, &svg) && good;
@@ -85,11 +85,14 @@ bool WriteAll(const std::string& folder)
     }
     sheet.push_back({kHostile, kHostile, Status::ok, 1.0, 1.0, ""});
     sheet.push_back({"not read", "", Status::error, 0.0, 0.0, ""});
-    PageReport unread;
-    unread.file = kHostile;
-    unread.status = Status::error;
-    unread.problem = {Code::cannot_read, "read", "no such file"};
-    report += ReportLine(unread) + '\n' + SummaryLine({7, 7, 2, 1, 1, 1, 2, 3, false, 88.5}) + '\n';
+    for (const int code : AllCodes()) {
+        PageReport unread;
+        unread.file = kHostile;
+        unread.status = Status::error;
+        unread.problem = {static_cast<Code>(code), "read", "no such file"};
+        report += ReportLine(unread) + '\n';
+    }
+    report += SummaryLine({7, 7, 2, 1, 1, 1, 2, 3, false, 88.5}) + '\n';
     return Write(folder + "/report.jsonl", report) && Write(folder + "/index.html", ContactSheet(sheet)) && good;
 }
 
