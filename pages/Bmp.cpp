@@ -18,7 +18,6 @@ constexpr std::uint32_t kFileHead = 14;
 constexpr std::uint32_t kCoreHead = 12;
 constexpr std::uint32_t kInfoHead = 40;
 constexpr std::uint32_t kOtherHead = 64; /* of another system, whose numbers of compressions mean something else */
-constexpr std::uint32_t kV4Head = 108;
 constexpr std::uint32_t kV5Head = 124;
 constexpr std::uint32_t kEmbeddedProfile = 0x4D424544; /* "MBED" */
 

@@ -51,12 +51,18 @@ Descriptor::~Descriptor()
 
 /* ---- Sources ---- */
 
+Problem ByteSource::problem() const
+{
+    if (error_ == 0) return {};
+    return {Code::cannot_read, "read", SystemWords(error_)};
+}
+
 std::size_t FileSource::ReadAt(std::uint64_t offset, void* to, std::size_t count)
 {
     if (offset >= size_) return 0;
     bool failed = false;
     const std::size_t done = ReadFully(file_.number(), offset, to, count, &failed);
-    if (failed) problem_ = {Code::cannot_read, "read", SystemWords(errno)};
+    if (failed) error_ = errno;
     return done;
 }
 

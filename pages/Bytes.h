@@ -47,11 +47,11 @@ public:
     virtual std::size_t ReadAt(std::uint64_t offset, void* to, std::size_t count) = 0;
 
     /** The failure of a read, cannot_read; none where the bytes just ended. */
-    const Problem& problem() const { return problem_; }
-    void ForgetProblem() { problem_ = {}; }
+    Problem problem() const;
+    void ForgetProblem() { error_ = 0; }
 
 protected:
-    Problem problem_;
+    int error_ = 0; /* an errno: reading happens inside of libraries that no exception may pass through */
 };
 
 class FileSource : public ByteSource

@@ -71,9 +71,9 @@ double NumberAt(const TiffTag& tag, std::uint64_t index)
         const double below = ValueAt<std::int32_t>(tag, 2 * index + 1);
         return below != 0.0 ? ValueAt<std::int32_t>(tag, 2 * index) / below : 0.0;
     }
-    case 11:
+    case type::kFloat:
         return ValueAt<float>(tag, index);
-    case 12:
+    case type::kDouble:
         return ValueAt<double>(tag, index);
     default:
         return static_cast<double>(WholeAt(tag, index));

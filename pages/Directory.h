@@ -49,9 +49,13 @@ constexpr std::uint16_t kShort = 3;
 constexpr std::uint16_t kLong = 4;
 constexpr std::uint16_t kRational = 5;
 constexpr std::uint16_t kUndefined = 7;
+constexpr std::uint16_t kSignedLong = 9;
 constexpr std::uint16_t kSignedRational = 10;
+constexpr std::uint16_t kFloat = 11;
+constexpr std::uint16_t kDouble = 12;
 constexpr std::uint16_t kIfd = 13;
 constexpr std::uint16_t kLong8 = 16;
+constexpr std::uint16_t kSignedLong8 = 17;
 } // namespace type
 
 /** Bytes of one value of a type; 0 for numbers that are no type. */

@@ -268,6 +268,7 @@ void WritePicture(Writing* writing, const Page& page, bool compressed)
     png_infop info = writing->info;
     const Bitmap& bitmap = page.bitmap;
     png_set_write_fn(png, writing, WriteBytes, FlushBytes);
+    png_set_benign_errors(png, 1); /* what is wrong with a profile or a text is worth a warning */
     png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     if (!compressed) png_set_compression_level(png, Z_NO_COMPRESSION);
     png_set_IHDR(png, info, static_cast<png_uint_32>(bitmap.width()), static_cast<png_uint_32>(bitmap.height()),

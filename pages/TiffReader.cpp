@@ -17,6 +17,7 @@ namespace
 {
 
 constexpr std::size_t kMostPages = 1000000;
+constexpr int kMostChannels = 16; /* more are measurements, not pages */
 
 Problem Damaged(std::string reason) { return {Code::damaged, "read", std::move(reason)}; }
 Problem Unsupported(std::string reason) { return {Code::unsupported, "read", std::move(reason)}; }
@@ -61,6 +62,8 @@ Problem Describe(TIFF* tiff, Picture* picture)
         picture->photometric = picture->channels >= 3        ? PHOTOMETRIC_RGB
                                : IsFax(picture->compression) ? PHOTOMETRIC_MINISWHITE
                                                              : PHOTOMETRIC_MINISBLACK;
+    if (picture->channels > kMostChannels)
+        return Unsupported("pictures of " + std::to_string(picture->channels) + " channels are not taken");
     if (picture->photometric == PHOTOMETRIC_SEPARATED) return Unsupported("CMYK pictures are not taken");
     if (TIFFIsCODECConfigured(picture->compression) == 0)
         return Unsupported("the picture is compressed in a way that is not known (" +
@@ -168,9 +171,9 @@ public:
     {
         const std::uint64_t rows = tiled_ ? rows_ : std::min(rows_, picture_.height - y);
         const std::size_t bytes = static_cast<std::size_t>(rows * row_bytes_);
-        /* Fax data that end early leave rows as they were, without a word from libtiff. Only a second look, over other
-         * bytes, tells such rows from those that are meant to look like this. */
-        for (const int before : {0x55, 0x33}) {
+        /* Fax data that end early leave rows as they were, without a word from libtiff. Only a second look, over the
+         * opposite bits, tells such rows from those that are meant to look like this. */
+        for (const int before : {0x55, 0xAA}) {
             std::memset(to, before, bytes);
             if (!Decode(x, y, plane, to, bytes)) return Damaged("the picture cannot be decoded");
             const std::uint8_t* end = to + bytes;

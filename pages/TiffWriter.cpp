@@ -71,8 +71,11 @@ std::string TextOf(const TiffTag& tag)
 
 bool IsFloating(std::uint16_t type)
 {
-    return type == type::kRational || type == type::kSignedRational || type == 11 || type == 12;
+    return type == type::kRational || type == type::kSignedRational || type == type::kFloat ||
+           type == type::kDouble;
 }
+
+bool IsWhole(std::uint16_t type) { return type != type::kAscii && !IsFloating(type); }
 
 class Writer : public TiffWriter
 {
@@ -196,7 +199,8 @@ private:
         }
         std::vector<std::uint32_t> failed;
         const auto put = [&](const TiffTag& item) {
-            if (!PutTag(item)) failed.push_back(item.tag);
+            file_.ForgetMessages();
+            if (!PutTag(item) || !file_.error().empty()) failed.push_back(item.tag);
         };
         const auto is_set = [&](std::uint32_t number) {
             return std::any_of(page_->meta.tags.begin(), page_->meta.tags.end(),
@@ -206,6 +210,7 @@ private:
         for (const TiffTag& item : exif.tags)
             if (IsSharedText(item.tag) && !is_set(item.tag)) put(item);
         for (const Directory::Child& child : exif.children) PutDirectoryOf(child);
+        file_.ForgetMessages(); /* a tag that is lost is no reason to lose the page */
         WarnOfNumbers("tags that cannot be written were left out", failed, warnings_);
         WarnOfNumbers("of tags with several texts the first was kept", shortened_, warnings_);
         shortened_.clear();
@@ -221,8 +226,27 @@ private:
         if (sink_->Append(bytes.data(), bytes.size())) TIFFSetField(file_.get(), child.tag, place);
     }
 
+    /* A tag of numbers of 64 bits, which only wide files hold, as one of 32 bits; false where they are too large. */
+    static bool Narrow(const TiffTag& item, TiffTag* narrow)
+    {
+        const bool is_signed = item.type == type::kSignedLong8;
+        *narrow = {item.tag, is_signed ? type::kSignedLong : type::kLong, item.count, {}};
+        for (std::uint64_t k = 0; k < item.count; ++k) {
+            const std::uint64_t value = WholeAt(item, k);
+            const auto as_signed = static_cast<std::int64_t>(value);
+            if (is_signed ? as_signed != static_cast<std::int32_t>(as_signed) : value > 0xFFFFFFFF) return false;
+            const TiffTag one = NumberTag(item.tag, narrow->type, value);
+            narrow->values.insert(narrow->values.end(), one.values.begin(), one.values.end());
+        }
+        return true;
+    }
+
     bool PutTag(const TiffTag& item)
     {
+        if (SizeOfType(item.type) == 8 && IsWhole(item.type) && !big_) {
+            TiffTag narrow;
+            return Narrow(item, &narrow) && PutTag(narrow);
+        }
         if (item.tag == tag::kSubfileType)
             return TIFFSetField(file_.get(), item.tag, static_cast<std::uint32_t>(WholeAt(item, 0))) != 0;
         if (item.tag == tag::kPageNumber)

@@ -47,7 +47,7 @@ Problem KnownPages::FileMeant(const std::string& input, std::string* file) const
 Problem KnownPages::Find(const std::string& input, int page, Placement* placement) const
 {
     std::string name;
-    const Problem problem = FileMeant(input, &name);
+    Problem problem = FileMeant(input, &name);
     if (problem) return problem;
     const auto file = files_.find(name);
     if (file == files_.end() || file->second.count(page) == 0)

@@ -62,7 +62,7 @@ private:
     {
         if (record_.input != "-") return Input::OpenFile(record_.input, &input_);
         Bytes bytes;
-        const Problem problem = ReadAll(STDIN_FILENO, &bytes);
+        Problem problem = ReadAll(STDIN_FILENO, &bytes);
         if (problem) return problem;
         /* A copy needs the bytes themselves, and they come but once. */
         if (options_.on_fail == OnFail::copy) stream_ = bytes;

@@ -255,7 +255,7 @@ void AddInformationOptions(CLI::App* app, Options* options, Extras* extras)
         "--explain", "CODE",
         [=](const std::string& text) {
             double code = 0.0;
-            const std::string complaint = ReadNumber(text, 0, 999, &code);
+            std::string complaint = ReadNumber(text, 0, 999, &code);
             if (complaint.empty()) extras->explain = static_cast<int>(code);
             return complaint;
         },

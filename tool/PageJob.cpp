@@ -55,7 +55,7 @@ private:
 
     Problem Read()
     {
-        const Problem problem = job_.input->Read(job_.index, {}, &scan_);
+        Problem problem = job_.input->Read(job_.index, {}, &scan_);
         if (problem) return problem;
         PageReport& report = result_.report;
         report.width_in = scan_.bitmap.width();
@@ -125,7 +125,7 @@ private:
     Problem Turn()
     {
         Result upright;
-        const Problem problem = Straighten(scan_, *result_.frame, options_.result, &upright);
+        Problem problem = Straighten(scan_, *result_.frame, options_.result, &upright);
         if (problem) return problem;
         PageReport& report = result_.report;
         report.to_source = upright.to_source;

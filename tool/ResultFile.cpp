@@ -30,7 +30,7 @@ Problem ResultFile::Add(const Page& page, std::vector<std::string>* warnings)
 
 Problem ResultFile::Finish()
 {
-    const Problem problem = output_->Finish();
+    Problem problem = output_->Finish();
     if (problem) return problem;
     return file_ ? file_->Commit() : WriteAll(STDOUT_FILENO, ViewOf(memory_));
 }

@@ -880,6 +880,15 @@ TEST(Input, TiffOfCmykAndFloatsIsRefused)
     EXPECT_EQ(Code::unsupported, Read(file(1, PHOTOMETRIC_MINISBLACK, SAMPLEFORMAT_IEEEFP), &page).code);
 }
 
+TEST(Input, TiffOfManyChannelsIsRefused)
+{
+    const Bytes bytes = TiffFile([](TIFF* tiff) {
+        SetTiffPicture(tiff, 1, 1, 8, 17, PHOTOMETRIC_MINISBLACK);
+        PutTiffRows(tiff, {Bytes(17)});
+    });
+    ExpectProblem(bytes, Code::unsupported, "page 1: pictures of 17 channels are not taken");
+}
+
 TEST(Input, ReducedCopiesInTiffAreNoPages)
 {
     const auto directory = [](TIFF* tiff, int width, std::uint32_t kind) {

@@ -603,7 +603,93 @@ TEST(RoundTrip, ASecondTextInOneTagIsLeftOutWithAWarning)
     EXPECT_EQ(TextTag(33432, "photographer").values, again.meta.tags[0].values);
 }
 
+TEST(RoundTrip, NumbersOf64BitsBecomeNumbersOf32WhereTheyFit)
+{
+    const std::uint64_t small[] = {5, 0xFFFFFFFF};
+    const std::int64_t negative[] = {-7};
+    const std::uint64_t large[] = {std::uint64_t{1} << 32};
+    const Bytes wide = TiffFile(
+        [&](TIFF* tiff) {
+            static const TIFFFieldInfo own[] = {
+                {65001, TIFF_VARIABLE2, TIFF_VARIABLE2, TIFF_LONG8, FIELD_CUSTOM, 1, 1, const_cast<char*>("one")},
+                {65002, TIFF_VARIABLE2, TIFF_VARIABLE2, TIFF_SLONG8, FIELD_CUSTOM, 1, 1, const_cast<char*>("two")},
+                {65003, TIFF_VARIABLE2, TIFF_VARIABLE2, TIFF_LONG8, FIELD_CUSTOM, 1, 1,
+                 const_cast<char*>("three")}};
+            TIFFMergeFieldInfo(tiff, own, 3);
+            SetTiffPicture(tiff, 8, 1, 8, 1, PHOTOMETRIC_MINISBLACK);
+            TIFFSetField(tiff, 65001, 2u, small);
+            TIFFSetField(tiff, 65002, 1u, negative);
+            TIFFSetField(tiff, 65003, 1u, large);
+            PutTiffRows(tiff, {Bytes(8, 1)});
+        },
+        "w8");
+    const Page page = PageOf(wide);
+    ASSERT_EQ(3u, page.meta.tags.size());
+    EXPECT_EQ(16, page.meta.tags[0].type);
+    Warnings warnings;
+    const Page again = PageOf(FileOf(page, OptionsFor(Format::tiff), &warnings));
+    EXPECT_EQ("tags that cannot be written were left out (65003)", Joined(warnings));
+    ASSERT_EQ(2u, again.meta.tags.size());
+    EXPECT_EQ(4, again.meta.tags[0].type);
+    EXPECT_EQ((Bytes{5, 0, 0, 0, 255, 255, 255, 255}), again.meta.tags[0].values);
+    EXPECT_EQ(9, again.meta.tags[1].type);
+    EXPECT_EQ((Bytes{0xF9, 255, 255, 255}), again.meta.tags[1].values);
+    WriteOptions options = OptionsFor(Format::tiff);
+    options.raw_bytes = std::uint64_t{1} << 33;
+    EXPECT_EQ(3u, PageOf(FileOf(page, options)).meta.tags.size());
+}
+
+TEST(RoundTrip, TagsThatLibtiffRefusesAreLeftOutWithAWarning)
+{
+    Page page = SoftPage(20, 20, 8);
+    quarlo::TiffTag odd = TextTag(305, "program");
+    odd.type = 7; /* not the text that libtiff wants here */
+    page.meta.tags = {odd, TextTag(285, "cover")};
+    Warnings warnings;
+    const Page again = PageOf(FileOf(page, OptionsFor(Format::tiff), &warnings));
+    EXPECT_EQ("tags that cannot be written were left out (305)", Joined(warnings));
+    ASSERT_EQ(1u, again.meta.tags.size());
+    EXPECT_EQ(285u, again.meta.tags[0].tag);
+}
+
+TEST(RoundTrip, DamagedExifIsLeftOutWithAWarning)
+{
+    Page page = SoftPage(20, 20, 8);
+    page.meta.exif = BytesOf("II*");
+    for (const Format format : {Format::png, Format::jpeg, Format::tiff}) {
+        Warnings warnings;
+        EXPECT_TRUE(PageOf(FileOf(page, OptionsFor(format), &warnings)).meta.exif.empty());
+        EXPECT_EQ("the EXIF data are damaged and were left out", Joined(warnings));
+    }
+}
+
+TEST(RoundTrip, ProfilesThatLibpngDoesNotTakeAreLeftOutWithAWarning)
+{
+    Page page = SoftPage(20, 20, 8);
+    page.meta.icc = ProfileOf("GRAY");
+    page.meta.icc[3] ^= 1; /* another length than it has */
+    Warnings warnings;
+    EXPECT_TRUE(PageOf(FileOf(page, OptionsFor(Format::png), &warnings)).meta.icc.empty());
+    ASSERT_EQ(1u, warnings.size());
+    EXPECT_NE(std::string::npos, warnings[0].find("length does not match profile")) << warnings[0];
+}
+
 /* ---- TIFF's own ways ---- */
+
+TEST(RoundTrip, FaxOfAFewColumnsIsTheSame)
+{
+    for (const int width : {1, 2, 8})
+        for (const int seed : {1, 2, 3, 4, 5}) {
+            const Page page = MakePage(width, 5, 1, static_cast<unsigned>(seed));
+            ExpectSamePixels(page.bitmap, PageOf(FileOf(page, OptionsFor(Format::tiff, Compression::g4))).bitmap);
+        }
+    for (const int byte : {0x00, 0xFF, 0x55, 0xAA}) {
+        Page page = MakePage(64, 5, 1);
+        for (int y = 0; y < 5; ++y)
+            std::fill(page.bitmap.row(y), page.bitmap.row(y) + 8, static_cast<std::uint8_t>(byte));
+        ExpectSamePixels(page.bitmap, PageOf(FileOf(page, OptionsFor(Format::tiff, Compression::g4))).bitmap);
+    }
+}
 
 TEST(RoundTrip, TiffKeepsItsCompressionItsGreysAndItsOrderOfBits)
 {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -288,6 +289,48 @@ TEST_F(SafeFile, KilledProgramLeavesNothing)
     close(ends[1]);
     EXPECT_EQ(std::set<std::string>{"b.txt"}, Names());
     EXPECT_EQ("old", Get("b.txt"));
+}
+
+/* In a world without /proc a file in the making needs a hidden name. */
+TEST_F(SafeFile, HiddenNameServesWhereAFileCannotBeWithoutOne)
+{
+    Put("old.txt", "old");
+    ASSERT_EQ(0, chmod(Path("old.txt").c_str(), 0604));
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool inside =
+            chroot(folder.c_str()) == 0 || (unshare(CLONE_NEWUSER) == 0 && chroot(folder.c_str()) == 0);
+        if (!inside || chdir("/") != 0) _exit(77);
+        umask(022);
+        std::unique_ptr<quarlo::SafeFile> dropped;
+        std::unique_ptr<quarlo::SafeFile> fresh;
+        std::unique_ptr<quarlo::SafeFile> late;
+        std::unique_ptr<quarlo::SafeFile> over;
+        const bool made = !quarlo::SafeFile::Create("/dropped.txt", Existing::refuse, &dropped) &&
+                          !quarlo::SafeFile::Create("fresh.txt", Existing::refuse, &fresh) &&
+                          !quarlo::SafeFile::Create("late.txt", Existing::refuse, &late) &&
+                          !quarlo::SafeFile::Create("old.txt", Existing::replace, &over);
+        if (!made) _exit(1);
+        if (access("dropped.txt", F_OK) == 0) _exit(2);
+        if (write(fresh->descriptor(), "fresh", 5) != 5 || write(over->descriptor(), "new", 3) != 3) _exit(3);
+        const int file = open("late.txt", O_CREAT | O_WRONLY, 0666);
+        if (file < 0 || late->Commit().code != Code::exists) _exit(4);
+        if (fresh->Commit() || over->Commit()) _exit(5);
+        dropped.reset();
+        late.reset();
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "another root is not allowed here";
+    EXPECT_EQ(0, WEXITSTATUS(status));
+    EXPECT_EQ((std::set<std::string>{"fresh.txt", "late.txt", "old.txt"}), Names());
+    EXPECT_EQ("fresh", Get("fresh.txt"));
+    EXPECT_EQ("new", Get("old.txt"));
+    EXPECT_EQ("", Get("late.txt"));
+    EXPECT_EQ(0644u, ModeOf("fresh.txt"));
+    EXPECT_EQ(0604u, ModeOf("old.txt"));
 }
 
 TEST_F(SafeFile, OfManyAtOnceOneIsFirst)
