@@ -44,7 +44,7 @@ bool Cross(const LineRec& first, const LineRec& second, Point* point)
     if (!IsUsable(first) || !IsUsable(second)) return false;
     if (first.type == kGeneral && second.type == kGeneral) {
         if (first.b == second.b) return false;
-        *point = CrossVertical(first, (first.a - second.a) / (second.b - first.b));
+        *point = CrossVertical(second, (first.a - second.a) / (second.b - first.b));
     } else if (first.type == second.type) {
         return false;
     } else if (first.type == kGeneral) {
