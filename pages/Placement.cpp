@@ -129,17 +129,17 @@ std::array<Point, 4> OutlineOf(const Placement& placement)
     if (!FindRowCorners(placement, &found)) return CornersOf(placement);
     const double cosine = std::cos(placement.angle);
     const double sine = std::sin(placement.angle);
-    const Point all[] = {found.left, found.top, found.right, found.bottom};
-    const double x = (all[0].x + all[1].x + all[2].x + all[3].x) / 4.0;
-    const double y = (all[0].y + all[1].y + all[2].y + all[3].y) / 4.0;
+    /* Around the page as people see it. Upright, the top left one has least to the right and to the bottom. */
+    const Point around[] = {found.left, found.bottom, found.right, found.top};
+    const auto rank = [&](const Point& p) { return p.x * cosine - p.y * sine - (p.x * sine + p.y * cosine); };
+    size_t first = 0;
+    for (size_t i = 1; i < 4; ++i)
+        if (rank(around[i]) < rank(around[first])) first = i;
 
-    /* The upright page, counted from its middle: across to the right, along to the bottom as people see it. */
     std::array<Point, 4> corners{};
-    for (const Point& corner : all) {
-        const double across = (corner.x - x) * cosine - (corner.y - y) * sine;
-        const double along = -((corner.x - x) * sine + (corner.y - y) * cosine);
-        const size_t index = along < 0.0 ? (across < 0.0 ? 0 : 1) : (across < 0.0 ? 3 : 2);
-        corners[index] = {corner.x, placement.scan_height - 1 - corner.y};
+    for (size_t i = 0; i < 4; ++i) {
+        const Point corner = around[(first + i) % 4];
+        corners[i] = {corner.x, placement.scan_height - 1 - corner.y};
     }
     return corners;
 }
