@@ -101,7 +101,8 @@ TEST(MeasureLevels, BlackAndWhiteAreTheEndsOfTheScale)
 
 TEST(MeasureLevels, SpreadIsOneAndAHalfTimesTheMedianDistance)
 {
-    const Bitmap striped = test::Drawn(99, 99, 8, [](int x, int) { return static_cast<unsigned>(58 + 2 * (x % 3)); });
+    const Bitmap striped =
+        test::Drawn(99, 99, 8, [](int x, int) { return static_cast<unsigned>(58 + 2 * (x % 3)); });
     const Levels levels = MeasureLevels(striped);
     EXPECT_EQ(60, levels.ground);
     EXPECT_DOUBLE_EQ(2 * 1.4826, levels.spread);

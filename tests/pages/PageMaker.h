@@ -41,7 +41,8 @@ inline double DistanceInside(quarlo::Point a, quarlo::Point b, quarlo::Point p)
 }
 
 /* Cuts a polygon along a line and keeps what is inside. */
-inline std::vector<quarlo::Point> CutAlong(quarlo::Point a, quarlo::Point b, const std::vector<quarlo::Point>& polygon)
+inline std::vector<quarlo::Point> CutAlong(quarlo::Point a, quarlo::Point b,
+                                           const std::vector<quarlo::Point>& polygon)
 {
     std::vector<quarlo::Point> kept;
     for (size_t i = 0; i < polygon.size(); ++i) {
@@ -62,7 +63,8 @@ inline double Coverage(const std::array<quarlo::Point, 4>& outline, int x, int y
     for (size_t i = 0; i < 4; ++i)
         least = std::min(least, DistanceInside(outline[i], outline[(i + 1) % 4], {1.0 * x, 1.0 * y}));
     if (std::fabs(least) > 0.75) return least > 0.0 ? 1.0 : 0.0;
-    std::vector<quarlo::Point> pixel = {{x - 0.5, y - 0.5}, {x + 0.5, y - 0.5}, {x + 0.5, y + 0.5}, {x - 0.5, y + 0.5}};
+    std::vector<quarlo::Point> pixel = {
+        {x - 0.5, y - 0.5}, {x + 0.5, y - 0.5}, {x + 0.5, y + 0.5}, {x - 0.5, y + 0.5}};
     for (size_t i = 0; i < 4; ++i) pixel = CutAlong(outline[i], outline[(i + 1) % 4], pixel);
     double twice = 0.0;
     for (size_t i = 0; i < pixel.size(); ++i) {
@@ -94,7 +96,8 @@ quarlo::Bitmap Scanned(int width, int height, int depth, Ground ground, const st
 
 inline quarlo::Bitmap ScannedOn(double ground, int width, int height, int depth, const std::vector<Sheet>& sheets)
 {
-    return Scanned(width, height, depth, [=](int, int) { return ground; }, sheets);
+    return Scanned(
+        width, height, depth, [=](int, int) { return ground; }, sheets);
 }
 
 /* The placement of a sheet that lies centred on a whole pixel. */

@@ -38,7 +38,8 @@ bool IsCode(Code code)
     case Code::angle_limit:
     case Code::area_limit:
     case Code::bad_report:
-    case Code::interrupted: return true;
+    case Code::interrupted:
+        return true;
     }
     return false;
 }

@@ -39,17 +39,18 @@ public:
         const uint8 high = static_cast<uint8>(std::min(threshold + band, 255));
         RectangleRec range = null_rectangle;
         if (const sint32 code = SearchBitmapRange(bitmap.rec(), &range, low)) return code;
-        if (const sint32 code = MarkLeftRightBorder(bitmap.rec(), &range, ground, low, high, &sides[0], &sides[1],
-                                                    &extremes))
+        if (const sint32 code =
+                MarkLeftRightBorder(bitmap.rec(), &range, ground, low, high, &sides[0], &sides[1], &extremes))
             return code;
-        if (const sint32 code = MarkTopBottomBorder(bitmap.rec(), &range, ground, low, high, &sides[2], &sides[3],
-                                                    &extremes))
+        if (const sint32 code =
+                MarkTopBottomBorder(bitmap.rec(), &range, ground, low, high, &sides[2], &sides[3], &extremes))
             return code;
-        if (const sint32 code = DispartBorderPoints(bitmap.rec(), &extremes, &tilted, &sides[0], &sides[1], &sides[2],
-                                                    &sides[3], &edges[0], &edges[1], &edges[2], &edges[3]))
+        if (const sint32 code =
+                DispartBorderPoints(bitmap.rec(), &extremes, &tilted, &sides[0], &sides[1], &sides[2], &sides[3],
+                                    &edges[0], &edges[1], &edges[2], &edges[3]))
             return code;
-        return CalBorderPoints(bitmap.rec(), &spans, &angle, &center, &width, &height, &extremes, &tilted, &edges[0],
-                               &edges[1], &edges[2], &edges[3]);
+        return CalBorderPoints(bitmap.rec(), &spans, &angle, &center, &width, &height, &extremes, &tilted,
+                               &edges[0], &edges[1], &edges[2], &edges[3]);
     }
 
     ImageBorderPointRec sides[4] = {null_image_border_point, null_image_border_point, null_image_border_point,
