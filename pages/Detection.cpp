@@ -60,6 +60,7 @@ const char* Reason(sint32 code, const char* stage)
 {
     const std::string_view name = stage;
     if (code == QL_OUT_OF_MEMORY) return "memory ran out";
+    if (code == QL_INVALID_BITMAP) return "the bitmap is not valid";
     if (code == QL_NO_LINE) return "the points of a page edge span no line";
     if (code == QL_NO_EDGE) return "a page edge is too ragged";
     if (name == "range") return "fewer than two rows hold more than 150 page pixels";

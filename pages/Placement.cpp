@@ -44,7 +44,7 @@ bool Cross(const LineRec& first, const LineRec& second, Point* point)
     if (!IsUsable(first) || !IsUsable(second)) return false;
     if (first.type == kGeneral && second.type == kGeneral) {
         if (first.b == second.b) return false;
-        *point = CrossVertical(first, (first.a - second.a) / (second.b - first.b));
+        *point = CrossVertical(second, (first.a - second.a) / (second.b - first.b));
     } else if (first.type == second.type) {
         return false;
     } else if (first.type == kGeneral) {
@@ -101,12 +101,18 @@ LineRec ScaledLine(const LineRec& line, Axis x, Axis y)
     return scaled;
 }
 
+/* What follows is told in doubles, which hold the differences of all whole numbers that a report may give. */
+
+double LastRowOf(const Placement& placement) { return placement.scan_height - 1.0; }
+
+/* The first column, or row, of an upright page, counted from its pivot. */
+double FirstOf(int size) { return -std::trunc((size - 1.0) / 2.0); }
+
 } // namespace
 
 double DegreesOf(const Placement& placement)
 {
-    const double degrees = placement.angle / kDegree;
-    return degrees > 180.0 ? 360.0 - degrees : 0.0 - degrees;
+    return std::remainder(0.0 - placement.angle / kDegree, 360.0);
 }
 
 std::array<Point, 4> CornersOf(const Placement& placement)
@@ -114,11 +120,11 @@ std::array<Point, 4> CornersOf(const Placement& placement)
     /* The centres of the result's corner pixels, taken back to the scan by the formula of RotateBitmap. */
     const double cosine = std::cos(placement.angle);
     const double sine = std::sin(placement.angle);
-    const int left = -((placement.width - 1) / 2), right = left + placement.width - 1;
-    const int low = -((placement.height - 1) / 2), high = low + placement.height - 1;
-    const auto scan_point = [&](int column, int row) {
+    const double left = FirstOf(placement.width), right = left + placement.width - 1.0;
+    const double low = FirstOf(placement.height), high = low + placement.height - 1.0;
+    const auto scan_point = [&](double column, double row) {
         return Point{placement.center.x + column * cosine + row * sine,
-                     placement.scan_height - 1 - (placement.center.y + row * cosine - column * sine)};
+                     LastRowOf(placement) - (placement.center.y + row * cosine - column * sine)};
     };
     return {scan_point(left, high), scan_point(right, high), scan_point(right, low), scan_point(left, low)};
 }
@@ -129,17 +135,17 @@ std::array<Point, 4> OutlineOf(const Placement& placement)
     if (!FindRowCorners(placement, &found)) return CornersOf(placement);
     const double cosine = std::cos(placement.angle);
     const double sine = std::sin(placement.angle);
-    const Point all[] = {found.left, found.top, found.right, found.bottom};
-    const double x = (all[0].x + all[1].x + all[2].x + all[3].x) / 4.0;
-    const double y = (all[0].y + all[1].y + all[2].y + all[3].y) / 4.0;
+    /* Around the page as people see it. Upright, the top left one has least to the right and to the bottom. */
+    const Point around[] = {found.left, found.bottom, found.right, found.top};
+    const auto rank = [&](const Point& p) { return p.x * cosine - p.y * sine - (p.x * sine + p.y * cosine); };
+    size_t first = 0;
+    for (size_t i = 1; i < 4; ++i)
+        if (rank(around[i]) < rank(around[first])) first = i;
 
-    /* The upright page, counted from its middle: across to the right, along to the bottom as people see it. */
     std::array<Point, 4> corners{};
-    for (const Point& corner : all) {
-        const double across = (corner.x - x) * cosine - (corner.y - y) * sine;
-        const double along = -((corner.x - x) * sine + (corner.y - y) * cosine);
-        const size_t index = along < 0.0 ? (across < 0.0 ? 0 : 1) : (across < 0.0 ? 3 : 2);
-        corners[index] = {corner.x, placement.scan_height - 1 - corner.y};
+    for (size_t i = 0; i < 4; ++i) {
+        const Point corner = around[(first + i) % 4];
+        corners[i] = {corner.x, LastRowOf(placement) - corner.y};
     }
     return corners;
 }
@@ -177,8 +183,8 @@ Placement ScaledBy(const Placement& placement, double factor_x, double factor_y,
     Placement scaled = placement;
     scaled.scan_width = scan_width;
     scaled.scan_height = scan_height;
-    scaled.center = {std::clamp(Rounded(x(placement.center.x)), 0, scan_width - 1),
-                     std::clamp(Rounded(y(placement.center.y)), 0, scan_height - 1)};
+    scaled.center = {std::clamp(Rounded(x(placement.center.x)), 0, std::max(scan_width, 1) - 1),
+                     std::clamp(Rounded(y(placement.center.y)), 0, std::max(scan_height, 1) - 1)};
     scaled.width = std::max(1, Rounded(placement.width * factor));
     scaled.height = std::max(1, Rounded(placement.height * factor));
     for (LineRec& line : scaled.lines) line = ScaledLine(line, x, y);
@@ -199,8 +205,7 @@ Frame FrameOf(const Placement& placement)
     frame.placement = placement;
     frame.angle_deg = DegreesOf(placement);
     frame.corners = CornersOf(placement);
-    frame.center = {static_cast<double>(placement.center.x),
-                    static_cast<double>(placement.scan_height - 1 - placement.center.y)};
+    frame.center = {static_cast<double>(placement.center.x), LastRowOf(placement) - placement.center.y};
     frame.width = placement.width;
     frame.height = placement.height;
     return frame;

@@ -30,6 +30,15 @@ int GreyAt(const GreyView& view, int x, int y)
     return view.At(std::clamp(x, 0, view.width() - 1), std::clamp(y, 0, view.height() - 1));
 }
 
+/* Pixels of the scan along a copy's pixel, so that the longer side comes to about the wanted length. */
+int ReductionOf(int longest)
+{
+    return std::max(1, longest / kLongest + (longest % kLongest < kLongest / 2 ? 0 : 1));
+}
+
+/* Into how many parts a length falls, of which the last may be shorter. */
+int PartsOf(int whole, int part) { return (whole - 1) / part + 1; }
+
 void Enlarge(const GreyView& view, int times, Bitmap* grey)
 {
     for (int y = 0; y < grey->height(); ++y)
@@ -47,14 +56,14 @@ void Enlarge(const GreyView& view, int times, Bitmap* grey)
 
 void Reduce(const GreyView& view, int times, Bitmap* grey)
 {
-    std::vector<int> sums(static_cast<size_t>(grey->width()));
+    std::vector<std::int64_t> sums(static_cast<size_t>(grey->width()));
     for (int y = 0; y < grey->height(); ++y) {
         std::fill(sums.begin(), sums.end(), 0);
-        const int from = y * times, to = std::min(from + times, view.height());
-        for (int row = from; row < to; ++row)
+        const int rows = std::min(times, view.height() - y * times);
+        for (int row = y * times; row < y * times + rows; ++row)
             for (int x = 0; x < view.width(); ++x) sums[static_cast<size_t>(x / times)] += view.At(x, row);
         for (int x = 0; x < grey->width(); ++x) {
-            const int count = (to - from) * (std::min(x * times + times, view.width()) - x * times);
+            const std::int64_t count = std::int64_t{rows} * std::min(times, view.width() - x * times);
             grey->row(y)[x] = static_cast<std::uint8_t>((sums[static_cast<size_t>(x)] + count / 2) / count);
         }
     }
@@ -224,12 +233,12 @@ Problem MakeCopy(const Bitmap& scan, Copy* copy)
 {
     const GreyView view(scan);
     const int longest = std::max(view.width(), view.height());
-    const int reduced = std::max(1, (longest + kLongest / 2) / kLongest);
+    const int reduced = ReductionOf(longest);
     const int enlarged = std::clamp(kLongest / std::max(longest, 1), 1, kMostEnlarged);
     Copy made;
     made.scale = reduced > 1 ? 1.0 / reduced : enlarged;
-    const int width = reduced > 1 ? (view.width() + reduced - 1) / reduced : view.width() * enlarged;
-    const int height = reduced > 1 ? (view.height() + reduced - 1) / reduced : view.height() * enlarged;
+    const int width = reduced > 1 ? PartsOf(view.width(), reduced) : view.width() * enlarged;
+    const int height = reduced > 1 ? PartsOf(view.height(), reduced) : view.height() * enlarged;
     const Problem problem = Bitmap::Make(width, height, 8, &made.grey);
     if (problem) return problem;
     if (reduced > 1)

@@ -36,6 +36,10 @@
 
 #include "StructTypes.h"
 
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
 namespace quarlo
 {
 
@@ -499,5 +503,9 @@ struct SheetEntry {
 std::string ContactSheet(std::vector<SheetEntry> entries);
 
 } // namespace quarlo
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 
 #endif

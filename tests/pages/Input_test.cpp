@@ -643,11 +643,11 @@ TEST(Input, IptcIsFoundAmongOtherSettingsInJpeg)
 {
     Jpeg jpeg;
     jpeg.rows.assign(8, Bytes(8, 9));
-    const std::string settings("Photoshop 3.0\0"
+    constexpr char letters[] = "Photoshop 3.0\0"
                                "8BIM\x03\xED\x03"
                                "abc\0\0\0\x03xyz\0"
-                               "8BIM\x04\x04\0\0\0\0\0\x05iptc!\0",
-                               55);
+                               "8BIM\x04\x04\0\0\0\0\0\x05iptc!\0";
+    const std::string settings(letters, sizeof letters - 1);
     jpeg.after = [&](j_compress_ptr writer) {
         jpeg_write_marker(writer, JPEG_APP0 + 13, BytesOf(settings).data(), static_cast<unsigned>(settings.size()));
     };
