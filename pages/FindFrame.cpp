@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <new>
 #include <optional>
 
 #include "Detection.h"
@@ -197,6 +198,8 @@ private:
     /* Weighs what was found, unless that was done before, and keeps it if it is the best so far. */
     void Consider(Attempt attempt)
     {
+        /* A stage that found no memory says nothing about the threshold: the search would go on to another frame. */
+        if (attempt.detection.code == Code::out_of_memory) throw std::bad_alloc();
         if (attempt.found()) {
             const Placement& placement = attempt.detection.placement;
             for (const Placement& earlier : weighed_)
