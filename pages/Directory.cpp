@@ -40,8 +40,9 @@ T ValueAt(const TiffTag& tag, std::uint64_t index)
 template <class T>
 void Put(T value, Bytes* bytes)
 {
-    const std::uint8_t* first = reinterpret_cast<const std::uint8_t*>(&value);
-    bytes->insert(bytes->end(), first, first + sizeof value);
+    const std::size_t end = bytes->size();
+    bytes->resize(end + sizeof value);
+    std::memcpy(bytes->data() + end, &value, sizeof value);
 }
 
 void PutOffset(std::uint64_t value, bool wide, Bytes* bytes)
