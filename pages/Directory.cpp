@@ -40,9 +40,9 @@ T ValueAt(const TiffTag& tag, std::uint64_t index)
 template <class T>
 void Put(T value, Bytes* bytes)
 {
-    const std::size_t end = bytes->size();
-    bytes->resize(end + sizeof value);
-    std::memcpy(bytes->data() + end, &value, sizeof value);
+    const std::size_t at = bytes->size();
+    bytes->resize(at + sizeof value);
+    std::memcpy(bytes->data() + at, &value, sizeof value);
 }
 
 void PutOffset(std::uint64_t value, bool wide, Bytes* bytes)

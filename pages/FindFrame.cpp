@@ -124,12 +124,14 @@ public:
             grounds = {Ground::dark, Ground::light};
             if (levels.ground > 128) std::swap(grounds[0], grounds[1]);
         }
+        Problem problem;
         for (const Ground ground : grounds)
-            if (Rank() < kGoodRank) TryThresholds(ThresholdsFor(levels, ground), ground);
-        if (options_.threshold != 0 || Rank() >= kGoodRank) return {};
+            if (!problem && Rank() < kGoodRank) problem = TryThresholds(ThresholdsFor(levels, ground), ground);
+        if (problem || options_.threshold != 0 || Rank() >= kGoodRank) return problem;
         if (scan_.depth() > 1)
-            for (const Ground ground : grounds) TryThresholds(Sweep(), ground);
-        return Rank() < kGoodRank ? TryCopies() : Problem();
+            for (const Ground ground : grounds)
+                if (!problem) problem = TryThresholds(Sweep(), ground);
+        return !problem && Rank() < kGoodRank ? TryCopies() : problem;
     }
 
     const std::optional<Attempt>& best() const { return best_; }
@@ -151,16 +153,18 @@ private:
         return thresholds;
     }
 
-    void TryThresholds(const std::vector<int>& thresholds, Ground ground)
+    Problem TryThresholds(const std::vector<int>& thresholds, Ground ground)
     {
         for (size_t i = 0; i < thresholds.size(); ++i) {
-            if (i >= kFewest && Rank() >= kExcellentRank) return;
+            if (i >= kFewest && Rank() >= kExcellentRank) return {};
             Attempt attempt;
             attempt.ground = ground;
             attempt.threshold = thresholds[i];
             attempt.detection = Detect(scan_, ground, thresholds[i], options_.trace);
-            Consider(std::move(attempt));
+            const Problem problem = Consider(std::move(attempt));
+            if (problem) return problem;
         }
+        return {};
     }
 
     Problem TryCopies()
@@ -182,7 +186,7 @@ private:
         for (const int least : CandidateDepartures(Departures(copy.grey, plane, departs), plane.spread)) {
             if (Rank() >= kExcellentRank) return {};
             Bitmap mask;
-            const Problem problem = MakeMask(copy.grey, plane, departs, least, &mask);
+            Problem problem = MakeMask(copy.grey, plane, departs, least, &mask);
             if (problem) return problem;
             Attempt attempt;
             attempt.ground = GroundAt(copy, plane);
@@ -190,20 +194,24 @@ private:
             attempt.prepared = WordsOf(copy, departs);
             attempt.detection = Detect(mask, Ground::dark, kMaskThreshold, options_.trace);
             CarryBack(1.0 / copy.scale, scan_, &attempt.detection);
-            Consider(std::move(attempt));
+            problem = Consider(std::move(attempt));
+            if (problem) return problem;
         }
         return {};
     }
 
-    /* Weighs what was found, unless that was done before, and keeps it if it is the best so far. */
-    void Consider(Attempt attempt)
+    /*
+     * Weighs what was found, unless that was done before, and keeps it if it is the best so far. A run that memory did
+     * not suffice for ends the search: what is found must not depend on that.
+     */
+    Problem Consider(Attempt attempt)
     {
-        /* A stage that found no memory says nothing about the threshold: the search would go on to another frame. */
-        if (attempt.detection.code == Code::out_of_memory) throw std::bad_alloc();
+        const Detection& detection = attempt.detection;
+        if (detection.code == Code::out_of_memory) return {detection.code, detection.stage, detection.reason};
         if (attempt.found()) {
-            const Placement& placement = attempt.detection.placement;
+            const Placement& placement = detection.placement;
             for (const Placement& earlier : weighed_)
-                if (IsSame(placement, earlier)) return;
+                if (IsSame(placement, earlier)) return {};
             weighed_.push_back(placement);
             attempt.evidence = Weigh(view_, attempt.detection, kGlance);
             if (attempt.evidence.score >= kGlanceScore)
@@ -211,6 +219,7 @@ private:
             if (attempt.evidence.score >= kGlanceScore) DoubtIfInside(&attempt);
         }
         if (!best_ || IsBetter(attempt, *best_)) best_ = std::move(attempt);
+        return {};
     }
 
     /* Beside a page lies the ground. Where something else lies all around, the frame is that of a picture on the page. */
@@ -294,17 +303,25 @@ Problem TrustIn(const Attempt& best, const SearchOptions& options)
     return {Code::not_trusted, "trust", best.evidence.weakness + std::string(score)};
 }
 
+Problem CheckSearch(const Bitmap& scan, const SearchOptions& options)
+{
+    if (scan.empty()) return {Code::invalid_bitmap, "threshold", "there is no picture"};
+    if (options.threshold < 0 || options.threshold > 255)
+        return {Code::bad_argument, "threshold", "the threshold is not one of 1 to 255"};
+    return {};
+}
+
 } // namespace
 
 Frame FindFrame(const Bitmap& scan, const SearchOptions& options)
 {
     Frame frame;
+    frame.problem = CheckSearch(scan, options);
+    if (frame.problem) return frame;
     Search search(scan, options);
-    const Problem problem = search.Run();
-    if (problem || !search.best()) {
-        frame.problem = problem;
-        return frame;
-    }
+    frame.problem = search.Run();
+    if (frame.problem && frame.problem.stage.empty()) frame.problem.stage = "threshold";
+    if (frame.problem || !search.best()) return frame;
     const Attempt& best = *search.best();
     if (best.found()) frame = FrameOf(best.detection.placement);
     frame.ground = best.ground;
