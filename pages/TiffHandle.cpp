@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
 #include <limits>
 #include <new>
 
@@ -37,7 +38,10 @@ TiffHandle::TiffHandle(ByteSink* sink, bool big) : sink_(sink) { Open(big ? "w8"
 
 TiffHandle::~TiffHandle()
 {
-    if (tiff_ != nullptr) TIFFClose(tiff_);
+    if (tiff_ == nullptr) return;
+    /* What was not flushed is not wanted; libtiff would try again what has failed, and crash over what it lacks. */
+    TIFFSetMode(tiff_, O_RDONLY);
+    TIFFClose(tiff_);
 }
 
 void TiffHandle::Open(const char* mode)

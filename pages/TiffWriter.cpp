@@ -95,8 +95,11 @@ public:
         Holds holds;
         holds.resolution = holds.icc = holds.exif = holds.xmp = holds.iptc = holds.tags = true;
         WarnOfLoss(page.meta, holds, "TIFF", warnings);
+        all_set_ = true;
         Problem problem = PutPixels();
         if (problem) return problem;
+        /* As where there is no memory for a compression: libtiff would go on without. */
+        if (!all_set_) return Failure();
         for (const std::string& words : file_.warnings()) warnings->push_back("libtiff: " + words);
         file_.ForgetMessages();
         return TIFFWriteDirectory(file_.get()) != 0 && file_.error().empty() ? Problem{} : Failure();
@@ -117,7 +120,7 @@ private:
     template <class... Values>
     void Set(std::uint32_t tag, Values... values)
     {
-        TIFFSetField(file_.get(), tag, values...);
+        if (TIFFSetField(file_.get(), tag, values...) == 0) all_set_ = false;
     }
 
     Problem PutPixels()
@@ -384,6 +387,7 @@ private:
     std::vector<std::uint32_t> shortened_; /* tags of several texts */
     int compression_ = COMPRESSION_NONE;
     bool inverted_ = false;
+    bool all_set_ = true; /* libtiff has taken every field so far */
 };
 
 } // namespace
