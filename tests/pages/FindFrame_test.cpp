@@ -353,6 +353,16 @@ TEST(FindFrame, PictureOnAFaintPageIsNotThePage)
     }
 }
 
+TEST(FindFrame, TornPageIsPreferredToAPerfectPictureOnIt)
+{
+    const Sheet sheet = {{400, 320}, 560, 440, 0.0, 46};
+    const Sheet print = {{400, 320}, 300, 220, 0.0, 230};
+    const Sheet tear = {{400, 100}, 80, 60, 0.0, 40};
+    const Frame frame = Found(ScannedOn(40, 800, 640, 8, {sheet, print, tear}));
+    ExpectSheet(sheet, frame, 0.35, 6.0);
+    EXPECT_GT(0.95, frame.score);
+}
+
 TEST(FindFrame, PictureOnPaperThatHasNoFrameIsNotTrusted)
 {
     /* Round paper, on which a picture is printed that would make a perfect page. */
