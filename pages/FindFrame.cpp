@@ -25,7 +25,6 @@ namespace
 {
 
 constexpr double kLeastScore = 0.4;     /* below it a frame is not trusted */
-constexpr double kLeastByHand = 0.05;   /* the same where the threshold is given: somebody looked at the picture */
 constexpr double kGoodRank = 0.75;      /* from it on nothing else is tried but the list in hand */
 constexpr double kExcellentRank = 0.96; /* from it on nothing else is tried */
 constexpr double kGlanceScore = 0.25;   /* at a glance, below which a frame is not looked at thoroughly */
@@ -293,8 +292,9 @@ void FlipTrace(int height, Trace* trace)
 
 Problem TrustIn(const Attempt& best, const SearchOptions& options)
 {
-    const double usual = options.threshold != 0 ? kLeastByHand : kLeastScore;
-    const double least = options.least_score >= 0.0 ? options.least_score : usual;
+    /* Who gives the threshold by hand has looked at the picture; but the whole of it is no frame. */
+    const bool by_hand = options.threshold != 0 && best.evidence.real > 0;
+    const double least = options.least_score >= 0.0 ? options.least_score : by_hand ? 0.0 : kLeastScore;
     if (best.evidence.score >= least) return {};
     char score[32];
     std::snprintf(score, sizeof score, " (score %.2f)", best.evidence.score);

@@ -361,7 +361,7 @@ struct SearchOptions {
     Ground ground = Ground::automatic;
     int threshold = 0; /**< 1 to 255; 0: chosen */
     double least_score =
-        -1.0; /**< a frame below it is not trusted; negative: the default, less with a threshold by hand */
+        -1.0; /**< a frame below it is not trusted; negative: the default, none with a threshold by hand */
     bool trace = false;
 };
 

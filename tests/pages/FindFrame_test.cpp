@@ -270,7 +270,16 @@ TEST(FindFrame, ThresholdByHandIsUsedAsGiven)
     EXPECT_EQ("range", missed.problem.stage);
 }
 
-TEST(FindFrame, ThresholdByHandIsNeverRefusedByTrust)
+TEST(FindFrame, WholePictureIsRefusedEvenByHand)
+{
+    const Bitmap scan = Drawn(500, 400, 8, [](int, int) { return 200U; });
+    const Frame frame = FoundByHand(scan, Ground::dark, 100);
+    ASSERT_TRUE(frame.found);
+    EXPECT_EQ(Code::not_trusted, frame.problem.code);
+    EXPECT_EQ("the frame is the whole picture (score 0.00)", frame.problem.reason);
+}
+
+TEST(FindFrame, ThresholdByHandIsNotRefusedByTrust)
 {
     /* The threshold cuts through the middle of a blurred sheet's shadow: a frame that nothing backs. */
     const Bitmap scan = Drawn(500, 400, 8, [](int x, int y) {
