@@ -293,10 +293,8 @@ void FlipTrace(int height, Trace* trace)
 
 Problem TrustIn(const Attempt& best, const SearchOptions& options)
 {
-    /* Who gives the threshold by hand has looked at the picture. */
-    const double least = options.least_score >= 0.0 ? options.least_score
-                         : options.threshold != 0   ? 0.0
-                                                    : kLeastScore;
+    const double usual = options.threshold != 0 ? kLeastByHand : kLeastScore;
+    const double least = options.least_score >= 0.0 ? options.least_score : usual;
     if (best.evidence.score >= least) return {};
     char score[32];
     std::snprintf(score, sizeof score, " (score %.2f)", best.evidence.score);

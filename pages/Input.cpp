@@ -23,6 +23,15 @@ bool StartsWith(const std::uint8_t* head, std::size_t count, const char* signatu
     return count >= length && std::memcmp(head, signature, length) == 0;
 }
 
+/* An order of bytes, and 42 or, for wide offsets, 43 in it. */
+bool IsTiff(const std::uint8_t* head, std::size_t count)
+{
+    if (count < 4 || head[0] != head[1] || (head[0] != 'I' && head[0] != 'M')) return false;
+    const int low = head[head[0] == 'I' ? 2 : 3];
+    const int high = head[head[0] == 'I' ? 3 : 2];
+    return high == 0 && (low == 42 || low == 43);
+}
+
 Format FormatOfBytes(const std::uint8_t* head, std::size_t count)
 {
     const auto is = [&](const char* signature, std::size_t length) {
@@ -30,7 +39,7 @@ Format FormatOfBytes(const std::uint8_t* head, std::size_t count)
     };
     if (is("\x89PNG\r\n\x1a\n", 8)) return Format::png;
     if (is("\xff\xd8\xff", 3)) return Format::jpeg;
-    if (is("II*\0", 4) || is("MM\0*", 4) || is("II+\0", 4) || is("MM\0+", 4)) return Format::tiff;
+    if (IsTiff(head, count)) return Format::tiff;
     if (is("BM", 2)) return Format::bmp;
     if (count >= 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '7' &&
         (std::isspace(head[2]) || head[2] == '#'))

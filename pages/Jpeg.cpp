@@ -67,7 +67,7 @@ struct Session {
     Session* session = reinterpret_cast<Session*>(common->err);
     session->code = common->err->msg_code;
     common->err->format_message(common, session->error);
-    std::longjmp(session->jump, 1);
+    std::longjmp(session->jump, 1); // NOLINT(cert-err52-cpp): the one way out of libjpeg
 }
 
 /* Warnings that leave the pixels whole. */
@@ -149,7 +149,7 @@ void LimitScans(j_common_ptr common)
     if (jpeg->input_scan_number <= kMostScans) return;
     Session* session = reinterpret_cast<Session*>(common->err);
     std::snprintf(session->error, sizeof session->error, "more than %d scans", kMostScans);
-    std::longjmp(session->jump, 1);
+    std::longjmp(session->jump, 1); // NOLINT(cert-err52-cpp): the one way out of libjpeg
 }
 
 void Connect(Reading* reading)
@@ -213,12 +213,12 @@ void TakeCoding(const jpeg_decompress_struct& jpeg, JpegCoding* coding)
     }
 }
 
-bool HasMark(const jpeg_saved_marker_ptr marker, const char* mark, std::size_t length)
+bool HasMark(const jpeg_marker_struct* marker, const char* mark, std::size_t length)
 {
     return marker->data_length >= length && std::memcmp(marker->data, mark, length) == 0;
 }
 
-Bytes After(const jpeg_saved_marker_ptr marker, std::size_t length)
+Bytes After(const jpeg_marker_struct* marker, std::size_t length)
 {
     return Bytes(marker->data + length, marker->data + marker->data_length);
 }

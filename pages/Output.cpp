@@ -176,6 +176,7 @@ void WarnOfLoss(const Metadata& meta, const Holds& holds, std::string_view forma
 void WarnOfNumbers(const char* words, const std::vector<std::uint32_t>& numbers, Warnings* warnings)
 {
     std::vector<std::string> texts;
+    texts.reserve(numbers.size());
     for (const std::uint32_t number : numbers) texts.push_back(std::to_string(number));
     if (!texts.empty()) warnings->push_back(words + (" (" + Listed(texts) + ")"));
 }

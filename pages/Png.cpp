@@ -48,7 +48,7 @@ struct Session {
 {
     Session* session = static_cast<Session*>(png_get_error_ptr(png));
     session->Note(words, true);
-    std::longjmp(session->jump, 1);
+    std::longjmp(session->jump, 1); // NOLINT(cert-err52-cpp): the one way out of libpng
 }
 
 void OnWarning(png_structp png, png_const_charp words)

@@ -35,13 +35,16 @@ mode_t UsualMode()
     constexpr mode_t all = 0666;
     std::FILE* status = std::fopen("/proc/self/status", "re");
     if (status != nullptr) {
+        constexpr std::string_view key = "Umask:";
         char line[256];
-        unsigned mask = 0;
+        mode_t mask = 0;
         bool found = false;
-        while (!found && std::fgets(line, sizeof line, status) != nullptr)
-            found = std::sscanf(line, "Umask: %o", &mask) == 1;
+        while (!found && std::fgets(line, sizeof line, status) != nullptr) {
+            found = std::string_view(line).substr(0, key.size()) == key;
+            if (found) mask = static_cast<mode_t>(std::strtoul(line + key.size(), nullptr, 8));
+        }
         std::fclose(status);
-        if (found) return all & ~static_cast<mode_t>(mask);
+        if (found) return all & ~mask;
     }
     const mode_t mask = umask(0);
     umask(mask);
@@ -84,7 +87,7 @@ public:
     {
         existing_ = existing;
         std::string name = target;
-        const Problem problem = Follow(&name);
+        Problem problem = Follow(&name);
         if (problem) return problem;
         const std::size_t slash = name.rfind('/');
         name_ = slash == std::string::npos ? name : name.substr(slash + 1);
@@ -92,8 +95,8 @@ public:
         const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash + 1);
         folder_ = Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (folder_.number() < 0) return CannotWrite(errno);
-        const Problem refused = Look();
-        return refused ? refused : Open();
+        problem = Look();
+        return problem ? problem : Open();
     }
 
     int descriptor() const override { return file_.number(); }

@@ -216,7 +216,7 @@ TEST(RotateKernels, LongRowsAtEveryKindOfAngle)
         Random random(static_cast<uint32>(bits));
         const Source source(random, 1400, 60, bits);
         for (Real64 angle :
-             {0.0, 1e-15, -1e-9, 1e-6, 0.0002, 0.0004, -0.002, 0.02, 0.3, 1.0, 1.5707, 2.5, 3.14159}) {
+             {0.0, -0.0, 1e-15, -1e-9, 1e-6, 0.0002, 0.0004, -0.002, 0.02, 0.3, 1.0, 1.5707, 2.5, 3.14159}) {
             for (sint32 interpolation : {1, 2, 3}) {
                 Rotation r = {angle, {700, 30}, 1391, 52, interpolation, {}, null_row_seck, {9, 8, 7}};
                 r.spans.assign(60, {2, 1397});

@@ -25,7 +25,7 @@ template <typename Call>
 Failures FailEach(Call call)
 {
     Failures failures;
-    for (int n = 1;; n += 1 + n / 16) {
+    for (int n = 1;; n += 1 + n / 8) {
         memory::Arm(n);
         Code code = Code::ok;
         bool thrown = false;
@@ -53,7 +53,7 @@ TEST(OutOfMemory, FindFrameTellsItAndLeaksNothing)
     options.trace = true;
     const Failures failures = FailEach([&] { return FindFrame(scan, options).problem.code; });
     EXPECT_LT(4, failures.codes);
-    EXPECT_LT(40, failures.exceptions);
+    EXPECT_LT(20, failures.exceptions);
 }
 
 TEST(OutOfMemory, FindFrameTellsItOfCopiesToo)
@@ -63,7 +63,7 @@ TEST(OutOfMemory, FindFrameTellsItOfCopiesToo)
     ASSERT_NE("", FindFrame(scan, {}).prepared);
     const Failures failures = FailEach([&] { return FindFrame(scan, {}).problem.code; });
     EXPECT_LT(0, failures.codes);
-    EXPECT_LT(40, failures.exceptions);
+    EXPECT_LT(20, failures.exceptions);
 }
 
 TEST(OutOfMemory, StraightenTellsItAndLeaksNothing)

@@ -171,7 +171,7 @@ inline void FindRuns(const RotatePieceRec& piece, RunsRec* runs)
     const sint32 x = Cut(path.X(0));
     const sint32 y = Cut(path.Y(0));
     const bool down = (piece.SinA < 0.0) == (Path::sign > 0); /* rows rise along the path */
-    const Real64 steps_a_row = 1.0 / (piece.SinA < 0.0 ? -piece.SinA : piece.SinA);
+    const Real64 steps_a_row = 1.0 / __builtin_fabs(piece.SinA); /* of -0.0, too, infinitely many */
     const Real64 steps_a_lag = 1.0 / (1.0 - piece.CosA);
     const Real64 first_row = RoomToChange(path.Y(0), down) * steps_a_row + 1.0;
     const Real64 first_lag = RoomToChange(path.X(0), Path::sign < 0) * steps_a_lag + 1.0;

@@ -306,6 +306,15 @@ TEST(Trace, SegmentsCoverThePointsAndTellWhichWereKept)
     }
 }
 
+TEST(Trace, OfSidesThatWereNotFoundIsEmpty)
+{
+    const Bitmap scan =
+        Drawn(400, 300, 8, [](int x, int y) { return x > 20 + y % 2 * 40 && x < 330 ? 200u : 20u; });
+    const Trace trace = DetectDark(scan, true).trace;
+    EXPECT_FALSE(trace.has_extremes);
+    for (const Trace::Side& side : trace.sides) EXPECT_TRUE(side.points.empty());
+}
+
 TEST(Trace, OfAFailedSplitHasPointsButKeptNone)
 {
     const Bitmap scan =

@@ -109,9 +109,9 @@ TEST_P(FindFrameOfCleanPage, HasItsAngleAndItsCorners)
 std::vector<Clean> CleanPages()
 {
     std::vector<Clean> pages;
-    for (int angle = -30; angle <= 30; angle += 10)
+    for (int angle = -30; angle <= 30; angle += 15)
         for (const int depth : {1, 8, 24})
-            for (const bool dark : {true, false}) pages.push_back({1.0 * angle + 0.17 * (angle % 3), depth, dark});
+            for (const bool dark : {true, false}) pages.push_back({0.99 * angle + 0.17, depth, dark});
     return pages;
 }
 
@@ -225,6 +225,23 @@ TEST(FindFrame, PageInAPictureOf150PixelsIsFoundInAnEnlargedCopy)
     ExpectNothing(ScannedOn(25, 150, 220, 8, {}), "150 wide");
 }
 
+TEST(FindFrame, WhatACopyShowsIsToldInPixelsOfTheScan)
+{
+    /* Columns 25 to 124: left and right of their middle, 74.5, the copy is the same. */
+    const Bitmap scan =
+        Drawn(150, 220, 8, [](int x, int y) { return x >= 25 && x < 125 && y >= 30 && y < 190 ? 210u : 30u; });
+    SearchOptions options;
+    options.trace = true;
+    const Frame frame = FindFrame(scan, options);
+    ASSERT_NE("", frame.prepared);
+    EXPECT_EQ(2 * 74.5, frame.trace.extremes[0].x + frame.trace.extremes[1].x);
+    EXPECT_EQ(2 * 109.5, frame.trace.extremes[2].y + frame.trace.extremes[3].y);
+    EXPECT_NEAR(24.5, frame.trace.extremes[0].x, 0.5);
+    EXPECT_NEAR(24.5, frame.trace.fitted[3][0].x, 0.5);
+    EXPECT_NEAR(124.5, frame.trace.fitted[1][0].x, 0.5);
+    EXPECT_NEAR(29.5, frame.trace.fitted[0][0].y, 0.5);
+}
+
 TEST(FindFrame, PictureThatIsNoneIsRefused)
 {
     const Frame frame = Found(Bitmap());
@@ -327,10 +344,33 @@ TEST(FindFrame, GroundByHandRestrictsTheSearch)
 
 TEST(FindFrame, PictureOnAFaintPageIsNotThePage)
 {
-    const Sheet sheet = {{400, 320}, 560, 440, 3.0, 58};
-    const Sheet print = {{400, 320}, 300, 220, 3.0, 230};
-    const Frame frame = Found(ScannedOn(40, 800, 640, 8, {sheet, print}));
-    ExpectSheet(sheet, frame, 0.2, 4.0);
+    /* So faint, at first, that the page might be taken for the ground. */
+    for (const double grey : {46.0, 58.0, 90.0}) {
+        const Sheet sheet = {{400, 320}, 560, 440, 3.0, grey};
+        const Sheet print = {{400, 320}, 300, 220, 3.0, 230};
+        const Frame frame = Found(ScannedOn(40, 800, 640, 8, {sheet, print}));
+        ExpectSheet(sheet, frame, 0.35, 6.0);
+    }
+}
+
+TEST(FindFrame, TornPageIsPreferredToAPerfectPictureOnIt)
+{
+    const Sheet sheet = {{400, 320}, 560, 440, 0.0, 46};
+    const Sheet print = {{400, 320}, 300, 220, 0.0, 230};
+    const Sheet tear = {{400, 100}, 80, 60, 0.0, 40};
+    const Frame frame = Found(ScannedOn(40, 800, 640, 8, {sheet, print, tear}));
+    ExpectSheet(sheet, frame, 0.35, 6.0);
+    EXPECT_GT(0.95, frame.score);
+}
+
+TEST(FindFrame, PictureOnPaperThatHasNoFrameIsNotTrusted)
+{
+    /* Round paper, on which a picture is printed that would make a perfect page. */
+    const auto paper = [](int x, int y) { return std::hypot((x - 400) / 1.2, y - 320.0) < 290 ? 90.0 : 40.0; };
+    const Frame frame = Found(Scanned(800, 640, 8, paper, {{{400, 320}, 300, 220, 3.0, 230}}));
+    EXPECT_TRUE(frame.found);
+    EXPECT_EQ(Code::not_trusted, frame.problem.code);
+    EXPECT_EQ("what lies around the frame is not the ground (score 0.30)", frame.problem.reason);
 }
 
 TEST(FindFrame, PageOnAGroundThatBrightensIsFoundInACopy)
