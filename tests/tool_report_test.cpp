@@ -166,7 +166,12 @@ TEST_F(ToolReport, OverlayFileIsSvgOrPngByItsName)
     Make("scan.png", Turned(1.0));
     EXPECT_EQ(0, Run("-n --overlay d.svg scan.png")) << err;
     EXPECT_EQ(0, Run("-n --overlay d.PNG scan.png")) << err;
-    EXPECT_NE(std::string::npos, ReadAll(Path("d.svg")).find("<svg"));
+    const std::string drawing = ReadAll(Path("d.svg"));
+    EXPECT_NE(std::string::npos, drawing.find("<svg"));
+    /* Not only the frame, but the points that it was found by. */
+    const size_t points = drawing.find("<g id=\"points\"");
+    ASSERT_NE(std::string::npos, points);
+    EXPECT_LT(drawing.find("<path", points), drawing.find("</g>", points));
     EXPECT_EQ(quarlo::Format::png, Load(Path("d.PNG")).at(0).meta.format);
     const Page page = test::PageOf({});
     Save({&page, &page}, Path("two.tif"));
@@ -198,7 +203,8 @@ TEST_F(ToolReport, AppliedReportCutsOtherPicturesOfThePage)
     colour.center = {600.5, 800.5};
     Make("page.tif", binary);
     Make("page.png", colour);
-    ASSERT_EQ(0, Run("--json=r -O bw page.tif")) << err;
+    Make("other.tif", Turned(-8.0));
+    ASSERT_EQ(0, Run("--json=r -O bw other.tif page.tif")) << err;
     ASSERT_EQ(0, Run("--json --apply r -O rgb page.png")) << err;
     const Page small = std::move(Load(Path("bw/page_q.tif")).at(0));
     const Page large = std::move(Load(Path("rgb/page_q.png")).at(0));
