@@ -110,10 +110,7 @@ double FirstOf(int size) { return -std::trunc((size - 1.0) / 2.0); }
 
 } // namespace
 
-double DegreesOf(const Placement& placement)
-{
-    return std::remainder(0.0 - placement.angle / kDegree, 360.0);
-}
+double DegreesOf(const Placement& placement) { return std::remainder(0.0 - placement.angle / kDegree, 360.0); }
 
 std::array<Point, 4> CornersOf(const Placement& placement)
 {

@@ -273,20 +273,27 @@ void CompareLines(const Detection& detection, Evidence* evidence)
         }
 }
 
-/* By how much the steps say that the frame's angle and place are off. The upright edges give the angle. */
+/* The middle of some numbers: of an even count, the mean of the two in the middle. */
+double Middle(std::vector<double> values)
+{
+    if (values.empty()) return 0.0;
+    std::sort(values.begin(), values.end());
+    return (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2.0;
+}
+
+/* By how much the steps say that the frame's angle and place are off. */
 void PredictErrors(const std::array<Side, 4>& sides, Evidence* evidence)
 {
-    double slopes = 0.0, weight = 0.0, lost = 0.0;
+    std::vector<double> slopes;
+    double lost = 0.0;
     for (size_t i = 0; i < 4; ++i) {
         const EdgeEvidence& edge = evidence->edges[i];
         if (edge.at_border) continue;
-        const double share = sides[i].length * (i % 2 == 1 ? 1.0 : 0.001);
-        slopes += share * edge.slope_deg;
-        weight += share;
+        slopes.push_back(edge.slope_deg);
         const double wedge = sides[i].length * std::fabs(std::tan(edge.slope_deg * M_PI / 180.0)) / 4.0;
         lost += (std::fabs(edge.shift) + wedge) / sides[i].across;
     }
-    evidence->skew_error_deg = weight > 0.0 ? std::fabs(slopes / weight) : 0.0;
+    evidence->skew_error_deg = std::fabs(Middle(std::move(slopes)));
     evidence->overlap = std::max(0.0, 1.0 - lost);
 }
 
@@ -357,7 +364,7 @@ void Rate(double area, Evidence* evidence)
         worst = term;
         evidence->weakness = weakness;
     }
-    const double flaws = 0.2 * evidence->skew_error_deg + 3.0 * (1.0 - evidence->overlap);
+    const double flaws = 0.2 * evidence->skew_error_deg + 6.0 * (1.0 - evidence->overlap);
     evidence->rank = evidence->score * std::max(0.0, 1.0 - flaws);
 }
 
