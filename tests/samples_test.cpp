@@ -14,8 +14,9 @@
 #include <gtest/gtest.h>
 
 #include "BitmapProcessing.h"
-#include "support/FindPage.h"
+#include "Detection.h"
 #include "QL_Interface.h"
+#include "SearchBitmapFrame.h"
 #include "support/TestBitmap.h"
 
 namespace
@@ -85,20 +86,26 @@ protected:
     void SetUp() override
     {
         std::string name = std::string(QUARLO_SAMPLES_DIR "/") + GetParam().file;
-        ASSERT_EQ(0, ReadBitmapFromFile(&scan.rec, reinterpret_cast<sint8*>(name.data())));
+        ASSERT_EQ(0, ReadBitmapFromFile(scan.rec(), reinterpret_cast<sint8*>(name.data())));
     }
-    test::Bitmap scan;
+    quarlo::Bitmap scan;
 };
 
 TEST_P(Sample, FrameIsExactlyAsPinned)
 {
     const SampleCase& expected = GetParam();
-    PageFrame frame;
-    ASSERT_EQ(expected.code, FindPage(&scan.rec, {expected.ground, expected.threshold}, &frame));
+    uint8 threshold = static_cast<uint8>(expected.threshold);
+    if (expected.threshold == 0) {
+        ASSERT_EQ(0, CalculateDividingPoint(scan.rec(), &threshold));
+    }
+    const quarlo::Ground ground = static_cast<quarlo::Ground>(expected.ground);
+    const quarlo::Detection detection = quarlo::Detect(scan, ground, threshold, false);
+    ASSERT_EQ(expected.code, static_cast<int>(detection.code));
     if (expected.code != 0) {
-        EXPECT_STREQ(expected.failed_stage, frame.stage);
+        EXPECT_STREQ(expected.failed_stage, detection.stage);
         return;
     }
+    const quarlo::Placement& frame = detection.placement;
     EXPECT_EQ(expected.angle, frame.angle);
     EXPECT_EQ(expected.center.x, frame.center.x);
     EXPECT_EQ(expected.center.y, frame.center.y);
@@ -106,17 +113,18 @@ TEST_P(Sample, FrameIsExactlyAsPinned)
     EXPECT_EQ(expected.height, frame.height);
 
     const double true_skew = ReadTrueSkews().at(expected.file);
-    EXPECT_EQ(std::lround(expected.skew_error * 100), std::lround(std::fabs(SkewDegrees(frame) - true_skew) * 100));
+    EXPECT_EQ(std::lround(expected.skew_error * 100),
+              std::lround(std::fabs(std::remainder(frame.angle * 180.0 / 3.1415926, 360.0) - true_skew) * 100));
 }
 
 TEST_P(Sample, PipelineGivesThePinnedSize)
 {
     const SampleCase& expected = GetParam();
     test::Bitmap page;
-    ASSERT_EQ(expected.code, ImageQuarlo(&scan.rec, 3, expected.threshold, expected.ground, &page.rec));
+    ASSERT_EQ(expected.code, ImageQuarlo(scan.rec(), 3, expected.threshold, expected.ground, &page.rec));
     EXPECT_EQ(expected.width, page.rec.biWidth);
     EXPECT_EQ(expected.height, page.rec.biHeight);
-    EXPECT_EQ(expected.code == 0 ? scan.rec.biBitCount : 0, page.rec.biBitCount);
+    EXPECT_EQ(expected.code == 0 ? scan.depth() : 0, page.rec.biBitCount);
 }
 
 INSTANTIATE_TEST_SUITE_P(Scans, Sample, testing::ValuesIn(kCases), [](const auto& sample) {
