@@ -170,7 +170,7 @@ inline void FindRuns(const RotatePieceRec& piece, RunsRec* runs)
     const Path path = {piece};
     const sint32 x = Cut(path.X(0));
     const sint32 y = Cut(path.Y(0));
-    const bool down = (piece.SinA < 0.0) == (Path::sign > 0); /* rows rise along the path */
+    const bool down = (piece.SinA < 0.0) == (Path::sign > 0);    /* rows rise along the path */
     const Real64 steps_a_row = 1.0 / __builtin_fabs(piece.SinA); /* of -0.0, too, infinitely many */
     const Real64 steps_a_lag = 1.0 / (1.0 - piece.CosA);
     const Real64 first_row = RoomToChange(path.Y(0), down) * steps_a_row + 1.0;
