@@ -32,4 +32,13 @@ cc $flags "$source/examples/deskew.c" -o "$work/pkgconfig/deskew" $options
 # shellcheck disable=SC2086
 c++ -std=c++17 $flags "$source/tests/consumer/turn.cpp" -o "$work/pkgconfig/turn" $options
 run "$work/pkgconfig"
+
+# The library of picture files comes with the tool.
+if [ -e "$PKG_CONFIG_PATH/quarlopages.pc" ]; then
+    options=$(pkg-config --cflags --libs quarlopages)
+    # shellcheck disable=SC2086
+    c++ -std=c++17 $flags "$source/examples/straighten.cpp" -o "$work/pkgconfig/straighten" $options
+    LD_LIBRARY_PATH=$library "$work/pkgconfig/straighten" "$sample" "$work/pkgconfig/page.png"
+    "$prefix/bin/quarlo" --dry-run --no-deskew --no-crop "$work/pkgconfig/page.png" 2>&1 | grep -q 'whole picture'
+fi
 echo "installed tree used from C and C++ by find_package and pkg-config"
