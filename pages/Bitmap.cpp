@@ -4,6 +4,7 @@
 #include "quarlo/pages.hpp"
 
 #include "BitmapProcessing.h"
+#include "BitmapSize.h"
 
 namespace quarlo
 {
@@ -24,8 +25,10 @@ Bitmap::~Bitmap() { Bitmap_Done(&rec_); }
 
 Problem Bitmap::Make(int width, int height, int depth, Bitmap* bitmap)
 {
+    Problem problem = CheckBitmapSize(width, height, depth);
+    if (problem) return problem;
     Bitmap made;
-    const Problem problem = MemoryProblem(Bitmap_New(made.rec(), width, height, depth, 0));
+    problem = MemoryProblem(Bitmap_New(made.rec(), width, height, depth, 0));
     if (!problem) *bitmap = std::move(made);
     return problem;
 }

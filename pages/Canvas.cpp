@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
+#include "BitmapSize.h"
 #include "Fill.h"
 
 namespace quarlo
@@ -87,11 +87,10 @@ bool IsEmpty(const Box& box) { return box.width < 1 || box.height < 1; }
 Problem CutOut(const Bitmap& picture, const Box& box, const Fill& colour, Bitmap* part)
 {
     if (IsEmpty(box)) return {Code::bad_argument, "", "no pixels are left"};
-    if (std::max(box.width, box.height) > std::numeric_limits<int>::max())
-        return {Code::out_of_memory, "", "the result is larger than a bitmap can hold"};
+    Problem problem = CheckBitmapSize(box.width, box.height, picture.depth());
+    if (problem) return problem;
     Bitmap made;
-    Problem problem =
-        Bitmap::Make(static_cast<int>(box.width), static_cast<int>(box.height), picture.depth(), &made);
+    problem = Bitmap::Make(static_cast<int>(box.width), static_cast<int>(box.height), picture.depth(), &made);
     if (problem) return problem;
 
     const Box shown = Common(box, WholeOf(picture));

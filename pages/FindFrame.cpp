@@ -31,8 +31,9 @@ constexpr double kExcellentRank = 0.96; /* from it on nothing else is tried */
 constexpr double kGlanceScore = 0.25;   /* at a glance, below which a frame is not looked at thoroughly */
 constexpr double kAroundScore = 0.6;    /* of a frame that is preferred to any that lies in it */
 constexpr double kAroundArea = 1.2;     /* times the area of such a one */
-constexpr size_t kFewest = 4;           /* thresholds that are tried in any case */
-constexpr int kSweep = 3;               /* levels between the thresholds of a sweep */
+constexpr double kOtherGroundRank = 0.9; /* times, of a frame found on a ground that the picture does not have */
+constexpr size_t kFewest = 4;            /* thresholds that are tried in any case */
+constexpr int kSweep = 3;                /* levels between the thresholds of a sweep */
 constexpr int kMaskThreshold = 127;
 constexpr double kGroundLevels =
     7.0; /* off the ground all around, at which a frame is said to lie inside something */
@@ -71,6 +72,15 @@ bool IsBetter(const Attempt& a, const Attempt& b)
     if (LiesAround(a, b)) return true;
     if (LiesAround(b, a)) return false;
     return a.evidence.rank > b.evidence.rank;
+}
+
+/* Found as what differs from a light ground, though what lies around it is dark: seen so by chance. */
+bool BelongsToTheOtherGround(const Attempt& attempt)
+{
+    if (attempt.ground != Ground::light || !attempt.prepared.empty()) return false;
+    double around = 0.0;
+    for (const EdgeEvidence& edge : attempt.evidence.edges) around += edge.at_border ? 0.0 : edge.outside;
+    return attempt.evidence.real > 0 && around / attempt.evidence.real < 100.0;
 }
 
 bool IsSame(const Placement& a, const Placement& b)
@@ -217,6 +227,7 @@ private:
             if (attempt.evidence.score >= kGlanceScore)
                 attempt.evidence = Weigh(view_, attempt.detection, kThorough);
             if (attempt.evidence.score >= kGlanceScore) DoubtIfInside(&attempt);
+            if (BelongsToTheOtherGround(attempt)) attempt.evidence.rank *= kOtherGroundRank;
         }
         if (!best_ || IsBetter(attempt, *best_)) best_ = std::move(attempt);
         return {};

@@ -288,7 +288,8 @@ void WritePicture(Writing* writing, const Page& page, bool compressed)
     png_write_info(png, info);
     png_set_bgr(png);
     for (int y = bitmap.height() - 1; y >= 0; --y) png_write_row(png, bitmap.row(y));
-    png_write_end(png, info);
+    png_write_end(png,
+                  nullptr); /* all has been said before the pixels; told again, libpng would write eXIf twice */
 }
 
 } // namespace

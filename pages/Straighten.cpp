@@ -11,9 +11,9 @@
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
-#include <limits>
 
 #include "BitmapRotate.h"
+#include "BitmapSize.h"
 #include "Canvas.h"
 #include "Depth.h"
 #include "Fill.h"
@@ -202,12 +202,12 @@ Problem RotateOnBlack(const Bitmap& picture, TurnPlan* plan, Interpolation inter
 
 Problem Turn(const Bitmap& scan, TurnPlan plan, Interpolation interpolation, const Fill& colour, Draft* draft)
 {
-    if (std::max(plan.width, plan.height) > std::numeric_limits<sint32>::max())
-        return Refuse(Code::out_of_memory, "the result is larger than a bitmap can hold");
+    Problem problem = CheckBitmapSize(plan.width, plan.height, scan.depth());
+    if (problem) return problem;
     const bool on_black = scan.depth() == 1 && PixelOf(colour, 1)[0] == 0;
     Bitmap turned;
-    Problem problem = on_black ? RotateOnBlack(scan, &plan, interpolation, &turned)
-                               : Rotate(scan, &plan, interpolation, colour, &turned);
+    problem = on_black ? RotateOnBlack(scan, &plan, interpolation, &turned)
+                       : Rotate(scan, &plan, interpolation, colour, &turned);
     if (problem) return problem;
     Take(&turned, MapOf(plan, scan.height()), draft);
     draft->resampled = true;
@@ -412,6 +412,7 @@ Problem MakeResult(const Page& scan, const Frame& frame, const ResultOptions& op
     if (options.turn % 180 != 0) std::swap(result->page.meta.resolution.x, result->page.meta.resolution.y);
     result->to_source = draft.to_source;
     result->resampled = draft.resampled;
+    result->interpolation = interpolation;
     result->filled = colour;
     return {};
 }

@@ -129,7 +129,7 @@ private:
         if (problem) return problem;
         PageReport& report = result_.report;
         report.to_source = upright.to_source;
-        report.interpolation = options_.result.interpolation;
+        report.interpolation = upright.interpolation;
         report.resampled = upright.resampled;
         report.fill = upright.filled;
         result_.page = std::move(upright.page);

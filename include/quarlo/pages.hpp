@@ -424,9 +424,10 @@ struct Affine {
 
 struct Result {
     Page page;
-    Affine to_source;       /**< from the result to the scan */
-    bool resampled = false; /**< false: every pixel is one of the scan's */
-    Fill filled;            /**< the colour that was used, also where it was taken from the scan */
+    Affine to_source;                                    /**< from the result to the scan */
+    bool resampled = false;                              /**< false: every pixel is one of the scan's */
+    Interpolation interpolation = Interpolation::linear; /**< that was used, which 1-bit pages decide */
+    Fill filled; /**< the colour that was used, also where it was taken from the scan */
 };
 
 /** Makes the page upright. The metadata are the scan's; lengths in millimetres need its resolution, 300 dpi without. */

@@ -439,6 +439,29 @@ TEST(RoundTrip, TheThumbnailOfTheScanIsLeftOutWithAWarning)
     }
 }
 
+/* How often a kind of chunk stands in a PNG file. */
+int CountChunks(const Bytes& file, const std::string& kind)
+{
+    int count = 0;
+    for (std::size_t at = 8; at + 12 <= file.size();) {
+        const std::size_t length = std::size_t{file[at]} << 24 | std::size_t{file[at + 1]} << 16 |
+                                   std::size_t{file[at + 2]} << 8 | file[at + 3];
+        count += std::equal(kind.begin(), kind.end(), file.begin() + static_cast<std::ptrdiff_t>(at) + 4) ? 1 : 0;
+        at += 12 + length;
+    }
+    return count;
+}
+
+TEST(RoundTrip, EachChunkOfPngIsWrittenOnce)
+{
+    Page page = SoftPage(20, 20, 8);
+    page.meta.exif = ExifOf({{531, 3, 1}});
+    page.meta.text = {{"Title", "one", "", "", false, false}};
+    page.meta.resolution = {300.0, 300.0, Resolution::Unit::inch};
+    const Bytes file = FileOf(page, OptionsFor(Format::png));
+    for (const char* kind : {"IHDR", "eXIf", "tEXt", "pHYs", "IEND"}) EXPECT_EQ(1, CountChunks(file, kind)) << kind;
+}
+
 TEST(RoundTrip, TextsOfPngAreKept)
 {
     Page page = SoftPage(20, 20, 8);

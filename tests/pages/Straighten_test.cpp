@@ -937,7 +937,7 @@ TEST(StraightenRefuses, PageLargerThanABitmap)
             frame.placement.width = frame.placement.height = size;
             ResultOptions options;
             options.least_angle_deg = least;
-            ExpectRefused(Code::out_of_memory, scan, frame, options);
+            ExpectRefused(Code::too_large, scan, frame, options);
         }
 }
 
@@ -990,7 +990,7 @@ TEST(StraightenRefuses, AbsurdLengths)
     options.crop = options.deskew = false;
     for (const double value : {2147483647.0, 2147483000.0}) {
         options.margins = {Pixels(value), Pixels(value), Pixels(value), Pixels(value)};
-        ExpectRefused(Code::out_of_memory, scan, {}, options);
+        ExpectRefused(Code::too_large, scan, {}, options);
     }
     options.margins = {};
     for (const double value : {-1.0, 0.4}) {
