@@ -189,6 +189,7 @@ void TakeMetadata(Reading* reading, Page* page)
     png_bytep exif = nullptr;
     if (png_get_eXIf_1(png, info, &length, &exif) != 0) meta.exif.assign(exif, exif + length);
     TakeTexts(reading, &meta);
+    png_get_sRGB(png, info, &meta.srgb_intent);
     const bool own_gamma = png_get_valid(png, info, PNG_INFO_gAMA | PNG_INFO_cHRM) != 0 &&
                            png_get_valid(png, info, PNG_INFO_sRGB | PNG_INFO_iCCP) == 0;
     double gamma = 0.0;
@@ -281,6 +282,8 @@ void WritePicture(Writing* writing, const Page& page, bool compressed)
     if (!writing->icc.empty())
         png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, writing->icc.data(),
                      static_cast<png_uint_32>(writing->icc.size()));
+    else if (page.meta.srgb_intent >= 0)
+        png_set_sRGB(png, info, page.meta.srgb_intent);
     if (!writing->exif.empty())
         png_set_eXIf_1(png, info, static_cast<png_uint_32>(writing->exif.size()), writing->exif.data());
     if (!writing->texts.empty())

@@ -174,6 +174,7 @@ struct Metadata {
     int depth_in_file = 0; /**< bits per pixel as stored in the file */
     Resolution resolution;
     Bytes icc;
+    int srgb_intent = -1; /**< PNG says sRGB with this rendering intent; -1: it does not */
     Bytes exif; /**< a TIFF structure, beginning with II or MM; its orientation is already applied and set to 1 */
     Bytes xmp;  /**< likewise */
     Bytes iptc;

@@ -462,6 +462,16 @@ TEST(RoundTrip, EachChunkOfPngIsWrittenOnce)
     for (const char* kind : {"IHDR", "eXIf", "tEXt", "pHYs", "IEND"}) EXPECT_EQ(1, CountChunks(file, kind)) << kind;
 }
 
+TEST(RoundTrip, PngKeepsThatItIsSrgb)
+{
+    Page page = SoftPage(20, 20, 24);
+    EXPECT_EQ(-1, PageOf(FileOf(page, OptionsFor(Format::png))).meta.srgb_intent);
+    page.meta.srgb_intent = 2;
+    const Bytes file = FileOf(page, OptionsFor(Format::png));
+    EXPECT_EQ(1, CountChunks(file, "sRGB"));
+    EXPECT_EQ(2, PageOf(file).meta.srgb_intent);
+}
+
 TEST(RoundTrip, TextsOfPngAreKept)
 {
     Page page = SoftPage(20, 20, 8);
