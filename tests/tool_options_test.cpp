@@ -119,6 +119,9 @@ TEST_F(ToolOptions, OptionsThatExcludeEachOtherAreWrongUsage)
     ExpectUsage("-o c.png -O out a.png", "-o and -O exclude each other");
     ExpectUsage("-o c.png --name x.png a.png", "-o and --name exclude each other");
     ExpectUsage("--overwrite --skip-existing a.png", "--overwrite and --skip-existing exclude each other");
+    for (const char* search : {"--ground auto", "-t auto", "-t 90"})
+        ExpectUsage(std::string("--apply r a.png ") + search,
+                    "--apply does not search: it excludes --ground and -t");
     ExpectUsage("-q -v a.png", "-q and -v exclude each other");
     ExpectUsage("--in-place -O out a.png", "--in-place excludes -o, -O and --name");
     ExpectUsage("--in-place --overwrite a.png", "--in-place excludes --overwrite and --skip-existing");

@@ -280,6 +280,16 @@ TEST_F(ToolOutput, InputIsNeverWrittenTo)
     EXPECT_EQ("hard.png other.png scan.png soft.png ", Files());
 }
 
+TEST_F(ToolOutput, PageOfADocumentIsNotReplacedByAnotherInputsResult)
+{
+    MakeDocument("a.tif");
+    Make("a-1.tif");
+    EXPECT_EQ(1, Run("-q --overwrite -f png -O out --name '{stem}.{ext}' a.tif a-1.tif"));
+    EXPECT_EQ("quarlo: a-1.tif: out/a-1.png would be written twice (code 31)\n", err);
+    EXPECT_EQ("a-1.png a-2.png a-3.png ", Files("out"));
+    EXPECT_NEAR(300.0, Load(Path("out/a-1.png")).at(0).bitmap.width(), 2.0);
+}
+
 TEST_F(ToolOutput, FailedPageLeavesTheExistingResultAlone)
 {
     const Page nothing = {test::DrawNothing(300, 300, 8), {}, {}};

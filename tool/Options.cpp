@@ -128,7 +128,8 @@ private:
 struct Extras {
     bool overwrite = false;
     bool skip_existing = false;
-    bool named = false; /* --name was given */
+    bool named = false;    /* --name was given */
+    bool searches = false; /* how to search was given */
     bool quiet = false;
     bool verbose = false;
     int explain = -1;
@@ -330,6 +331,7 @@ std::string Complaint(const Options& options, const Extras& extras)
     if (!options.output.empty() && extras.named) return "-o and --name exclude each other";
     if (!options.output.empty() && options.inputs.size() > 1) return "-o takes a single input; use -O for several";
     if (extras.overwrite && extras.skip_existing) return "--overwrite and --skip-existing exclude each other";
+    if (!options.apply.empty() && extras.searches) return "--apply does not search: it excludes --ground and -t";
     if (extras.quiet && extras.verbose) return "-q and -v exclude each other";
     std::string complaint = options.in_place ? InPlaceComplaint(options, extras) : "";
     if (complaint.empty()) complaint = StreamComplaint(options);
@@ -376,6 +378,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
     } catch (const CLI::ParseError& error) {
         return Usage(error.what());
     }
+    extras.searches = app.count("--ground") + app.count("--threshold") > 0;
     if (extras.explain >= 0) return ExplainCode(extras.explain);
     Combine(extras, options);
     const std::string complaint = Complaint(*options, extras);
