@@ -366,13 +366,28 @@ TEST_F(ToolOutput, InPlaceGoesByTheContentNotTheName)
     EXPECT_EQ(quarlo::Format::png, Load(Path("scan.tif")).at(0).meta.format);
 }
 
-TEST_F(ToolOutput, DeviceIsNeverReplaced)
+TEST_F(ToolOutput, OnlyOrdinaryFilesAreReplaced)
 {
     Make("scan.png");
-    EXPECT_EQ(1, Run("--overwrite -o /dev/null scan.png"));
+    ASSERT_EQ(0, mkfifo(Path("fifo.png").c_str(), 0600));
+    ASSERT_EQ(0, mkdir(Path("scan_q.png").c_str(), 0700));
+    const std::string words = ": cannot be written: the target is no ordinary file and is not replaced (code 30)\n";
+    for (const char* more : {"", " --overwrite", " --skip-existing"}) {
+        EXPECT_EQ(1, Run(std::string("scan.png") + more));
+        EXPECT_EQ("quarlo: scan_q.png" + words, err);
+        EXPECT_EQ(1, Run(std::string("-o fifo.png scan.png") + more));
+        EXPECT_EQ("quarlo: fifo.png" + words, err);
+        EXPECT_EQ(1, Run(std::string("-o /dev/null scan.png") + more));
+        EXPECT_EQ("quarlo: /dev/null" + words, err);
+    }
+    EXPECT_EQ(1, Run("--overwrite -n --json=scan_q.png scan.png"));
+    EXPECT_EQ("quarlo: scan_q.png" + words, err);
+    EXPECT_EQ(1, Run("--overwrite -n --overlay fifo.png scan.png"));
+    EXPECT_EQ("quarlo: fifo.png" + words, err);
     struct stat status = {};
     ASSERT_EQ(0, stat("/dev/null", &status));
     EXPECT_TRUE(S_ISCHR(status.st_mode));
+    EXPECT_EQ("fifo.png scan.png scan_q.png ", Files());
 }
 
 /* ---- What goes wrong ---- */

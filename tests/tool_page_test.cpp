@@ -226,6 +226,16 @@ TEST_F(ToolPage, RotateTurnsThePageClockwiseAfterwards)
             ASSERT_EQ(pixels[static_cast<size_t>((h - 1 - x) * w + y)], clockwise[static_cast<size_t>(y * h + x)]);
 }
 
+TEST_F(ToolPage, MinusNinetyDegreesAreThreeQuartersOfATurn)
+{
+    Sheet sheet = Skewed(0.0);
+    sheet.written_on = true;
+    Make("scan.png", sheet);
+    ASSERT_EQ(0, Run("--rotate 270 -o clockwise.png scan.png")) << err;
+    ASSERT_EQ(0, Run("--rotate -90 -o counter.png scan.png")) << err;
+    EXPECT_TRUE(test::ReadAll(Path("clockwise.png")) == test::ReadAll(Path("counter.png")));
+}
+
 TEST_F(ToolPage, DepthIsThatOfTheScanOrAsAskedFor)
 {
     for (const int depth : {1, 8, 24}) {

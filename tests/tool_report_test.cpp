@@ -104,6 +104,17 @@ TEST_F(ToolReport, ReportThatCannotBeWrittenGivesExit1)
     EXPECT_EQ(1, Run("-o - scan.png >/dev/full"));
 }
 
+TEST_F(ToolReport, StandardStreamsTakeTheReportUnderTheirNames)
+{
+    Make("scan.png");
+    EXPECT_EQ(0, Run("-n --json=/dev/stdout scan.png"));
+    EXPECT_EQ(2u, Lines(out).size());
+    EXPECT_EQ("", err);
+    EXPECT_EQ(0, Run("-n --json=/dev/stderr scan.png"));
+    EXPECT_EQ(2u, Lines(err).size()) << err;
+    EXPECT_EQ("", out);
+}
+
 TEST_F(ToolReport, AngleIsOneLineAPageAfterTheNameOfSeveral)
 {
     Make("a.png", Turned(5.0));

@@ -183,6 +183,12 @@ private:
     void MakeResult(const std::vector<int>& indices, int number)
     {
         const std::string target = ResultName(options_, record_.input, input_->format(), number);
+        const Problem odd = target == "-" ? Problem{} : CheckOrdinary(target);
+        if (odd) {
+            TellOf(number, odd, &record_);
+            record_.pages.back().target = target;
+            return;
+        }
         bool skip = false;
         const Problem problem = ClaimTarget(target, &skip);
         if (problem) return TellOf(number, problem, &record_);

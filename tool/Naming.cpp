@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <sys/stat.h>
 
+#include "Files.h"
+
 namespace fs = std::filesystem;
 
 using quarlo::Format;
@@ -72,9 +74,36 @@ void Add(const std::string& name, std::set<std::string>* files)
     for (const std::string& identity : IdentitiesOf(name)) files->insert(identity);
 }
 
+/* An extension means something; a dot alone is none. */
+std::string MeaningfulExtension(const std::string& name)
+{
+    const std::string extension = fs::path(name).extension().string();
+    return extension.size() > 1 ? LowerCase(extension) : "";
+}
+
+bool IsDrawing(const std::string& extension) { return extension == ".svg" || extension == ".png"; }
+
+std::string OutputComplaint(const Options& options)
+{
+    const std::string& name = options.output;
+    if (name.empty() || name == "-") return "";
+    if (name.back() == '/') return name + " ends in /: -O takes a folder";
+    if (options.write.format != Format::unknown || FormatOfName(name) != Format::unknown) return "";
+    if (MeaningfulExtension(name).empty()) return "";
+    return name +
+           ": the extension is none of bmp dib png jpg jpeg jpe tif tiff pbm pgm ppm pnm; -f tells the format";
+}
+
 std::string OverlayComplaint(const Options& options)
 {
-    if (options.overlay.empty() || OverlayIsFolder(options) || options.inputs.size() < 2) return "";
+    if (options.overlay.empty()) return "";
+    const std::string extension = MeaningfulExtension(options.overlay);
+    if (options.overlay == "-") return "drawings are not written to standard output";
+    if (!OverlayIsFolder(options) && extension.empty()) return options.overlay + " is no folder for drawings";
+    if (!IsFolder(options.overlay) && options.overlay.back() != '/' && !extension.empty() && !IsDrawing(extension))
+        return options.overlay + ": a drawing is .svg or .png, a folder of them is given as " + options.overlay +
+               "/";
+    if (OverlayIsFolder(options) || options.inputs.size() < 2) return "";
     return options.overlay + " holds the drawing of one page; give a folder for several inputs, such as " +
            options.overlay + "/";
 }
@@ -102,7 +131,8 @@ std::string Claims::Claim(const std::string& name, bool in_place)
 std::string Claims::ClaimReports(const Options& options)
 {
     std::string complaint;
-    if (!options.json.empty() && options.json != "-") complaint = Claim(options.json, false);
+    const bool is_stream = options.json == "-" || options.json == kErrorStream;
+    if (!options.json.empty() && !is_stream) complaint = Claim(options.json, false);
     if (!complaint.empty() || options.overlay.empty()) return complaint;
     return Claim(OverlayIsFolder(options) ? SheetName(options) : options.overlay, false);
 }
@@ -118,6 +148,8 @@ std::string Claims::ClaimDrawing(const Options& options, const std::string& stem
 std::string NamesComplaint(const Options& options)
 {
     std::string complaint = PatternComplaint(options.name);
+    if (!complaint.empty()) return complaint;
+    complaint = OutputComplaint(options);
     if (!complaint.empty()) return complaint;
     Claims claims(options);
     for (const std::string& input : options.inputs) {
@@ -163,10 +195,8 @@ std::string ResultName(const Options& options, const std::string& input, Format 
 
 bool OverlayIsFolder(const Options& options)
 {
-    struct stat status;
-    if (stat(options.overlay.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
-    const std::string extension = LowerCase(fs::path(options.overlay).extension().string());
-    return options.overlay.back() == '/' || (extension != ".svg" && extension != ".png");
+    if (Exists(options.overlay)) return IsFolder(options.overlay);
+    return options.overlay.back() == '/' || !IsDrawing(MeaningfulExtension(options.overlay));
 }
 
 std::string SheetName(const Options& options) { return (fs::path(options.overlay) / "index.html").string(); }
