@@ -6,6 +6,8 @@
 
 #include "support/ToolTest.h"
 
+using test::WriteAll;
+
 namespace
 {
 
@@ -63,7 +65,8 @@ TEST_F(ToolOptions, ExplainTellsWhatACodeMeans)
     std::string codes;
     for (const int code : quarlo::AllCodes()) codes += " " + std::to_string(code);
     ExpectUsage("--explain 999", "999 is no code; the codes are" + codes);
-    ExpectUsage("--explain nine", "--explain: \"nine\" is no number from 0 to 999");
+    ExpectUsage("--explain nine", "--explain: \"nine\" is no whole number from 0 to 999");
+    ExpectUsage("--explain 1.5", "--explain: \"1.5\" is no whole number from 0 to 999");
 }
 
 TEST_F(ToolOptions, WrongValuesAreWrongUsage)
@@ -119,6 +122,9 @@ TEST_F(ToolOptions, OptionsThatExcludeEachOtherAreWrongUsage)
     ExpectUsage("-o c.png -O out a.png", "-o and -O exclude each other");
     ExpectUsage("-o c.png --name x.png a.png", "-o and --name exclude each other");
     ExpectUsage("--overwrite --skip-existing a.png", "--overwrite and --skip-existing exclude each other");
+    for (const char* search : {"--ground auto", "-t auto", "-t 90"})
+        ExpectUsage(std::string("--apply r a.png ") + search,
+                    "--apply does not search: it excludes --ground and -t");
     ExpectUsage("-q -v a.png", "-q and -v exclude each other");
     ExpectUsage("--in-place -O out a.png", "--in-place excludes -o, -O and --name");
     ExpectUsage("--in-place --overwrite a.png", "--in-place excludes --overwrite and --skip-existing");
@@ -131,6 +137,65 @@ TEST_F(ToolOptions, OptionsThatExcludeEachOtherAreWrongUsage)
     ExpectUsage("-O a.png b.png", "a.png is no folder");
     ExpectUsage("--overlay d.svg a.png b.png",
                 "d.svg holds the drawing of one page; give a folder for several inputs, such as d.svg/");
+}
+
+TEST_F(ToolOptions, NamesThatSayNothingAreWrongUsage)
+{
+    Make("a.png");
+    WriteAll(Path("file"), "");
+    WriteAll(Path("file.jpg"), "");
+    const std::string known =
+        ": the extension is none of bmp dib png jpg jpeg jpe tif tiff pbm pgm ppm pnm; -f tells "
+        "the format";
+    ExpectUsage("-o page.gif a.png", "page.gif" + known);
+    ExpectUsage("-n -o page.v2 a.png", "page.v2" + known);
+    ExpectUsage("-o newd/ a.png", "newd/ ends in /: -O takes a folder");
+    ExpectUsage("--name '' a.png", "--name: the value is empty");
+    ExpectUsage("'' a.png", "the name of an input is empty");
+    for (const std::string name : {"one.jpg", "file.jpg", "check.v2"})
+        ExpectUsage("-n --overlay " + name + " a.png",
+                    name + ": a drawing is .svg or .png, a folder of them is given as " + name + "/");
+    ExpectUsage("-n --overlay file a.png", "file is no folder for drawings");
+    ExpectUsage("-n --overlay - a.png", "drawings are not written to standard output");
+    EXPECT_EQ(0, Run("-n --overlay check.v2/ a.png")) << err;
+    EXPECT_EQ(0, Run("-n --overwrite --overlay check.v2 a.png")) << err;
+    EXPECT_EQ("a.svg index.html ", Files("check.v2"));
+    EXPECT_EQ(0, Run("-f png -o page.gif a.png")) << err;
+    EXPECT_EQ(0, Run("-o page. a.png")) << err;
+}
+
+TEST_F(ToolOptions, EveryExtensionThatIsToldIsKnown)
+{
+    Make("a.png");
+    ASSERT_EQ(2, Run("-o page.gif a.png"));
+    const size_t begin = err.find("none of ") + 8;
+    std::istringstream list(err.substr(begin, err.find(';') - begin));
+    int count = 0;
+    for (std::string extension; list >> extension; ++count)
+        EXPECT_NE(quarlo::Format::unknown, quarlo::FormatOfName("." + extension)) << extension;
+    EXPECT_EQ(12, count);
+}
+
+TEST_F(ToolOptions, NameThatBeginsWithADashNeedsHelp)
+{
+    Make("-dash.png");
+    ExpectUsage("-dash.png", "The following argument was not expected: -dash.png; names that begin with a dash: "
+                             "after -- or as ./-name");
+    EXPECT_EQ(0, Run("-- -dash.png")) << err;
+    EXPECT_EQ(0, Run("-n ./-dash.png")) << err;
+    EXPECT_EQ("-dash.png -dash_q.png ", Files());
+}
+
+TEST_F(ToolOptions, CompressionThatTheFormatNeverHasIsWrongUsage)
+{
+    Make("a.png");
+    ExpectUsage("--compress lzw -f png a.png", "png files cannot be compressed with LZW");
+    ExpectUsage("--compress g4 -o page.jpg a.png", "jpeg files cannot be compressed with G4");
+    ExpectUsage("--compress deflate --name page.bmp a.png", "bmp files cannot be compressed with Deflate");
+    EXPECT_EQ(0, Run("--compress lzw -o page.tif a.png")) << err;
+    EXPECT_EQ(0, Run("--compress deflate -o page.png a.png")) << err;
+    /* The format is that of the input, whose name may say anything. */
+    EXPECT_EQ(1, Run("--compress lzw a.png"));
 }
 
 TEST_F(ToolOptions, OnlyOneThingMayHaveStandardOutput)

@@ -280,6 +280,16 @@ TEST_F(ToolOutput, InputIsNeverWrittenTo)
     EXPECT_EQ("hard.png other.png scan.png soft.png ", Files());
 }
 
+TEST_F(ToolOutput, PageOfADocumentIsNotReplacedByAnotherInputsResult)
+{
+    MakeDocument("a.tif");
+    Make("a-1.tif");
+    EXPECT_EQ(1, Run("-q --overwrite -f png -O out --name '{stem}.{ext}' a.tif a-1.tif"));
+    EXPECT_EQ("quarlo: a-1.tif: out/a-1.png would be written twice (code 31)\n", err);
+    EXPECT_EQ("a-1.png a-2.png a-3.png ", Files("out"));
+    EXPECT_NEAR(300.0, Load(Path("out/a-1.png")).at(0).bitmap.width(), 2.0);
+}
+
 TEST_F(ToolOutput, FailedPageLeavesTheExistingResultAlone)
 {
     const Page nothing = {test::DrawNothing(300, 300, 8), {}, {}};
@@ -356,13 +366,28 @@ TEST_F(ToolOutput, InPlaceGoesByTheContentNotTheName)
     EXPECT_EQ(quarlo::Format::png, Load(Path("scan.tif")).at(0).meta.format);
 }
 
-TEST_F(ToolOutput, DeviceIsNeverReplaced)
+TEST_F(ToolOutput, OnlyOrdinaryFilesAreReplaced)
 {
     Make("scan.png");
-    EXPECT_EQ(1, Run("--overwrite -o /dev/null scan.png"));
+    ASSERT_EQ(0, mkfifo(Path("fifo.png").c_str(), 0600));
+    ASSERT_EQ(0, mkdir(Path("scan_q.png").c_str(), 0700));
+    const std::string words = ": cannot be written: the target is no ordinary file and is not replaced (code 30)\n";
+    for (const char* more : {"", " --overwrite", " --skip-existing"}) {
+        EXPECT_EQ(1, Run(std::string("scan.png") + more));
+        EXPECT_EQ("quarlo: scan_q.png" + words, err);
+        EXPECT_EQ(1, Run(std::string("-o fifo.png scan.png") + more));
+        EXPECT_EQ("quarlo: fifo.png" + words, err);
+        EXPECT_EQ(1, Run(std::string("-o /dev/null scan.png") + more));
+        EXPECT_EQ("quarlo: /dev/null" + words, err);
+    }
+    EXPECT_EQ(1, Run("--overwrite -n --json=scan_q.png scan.png"));
+    EXPECT_EQ("quarlo: scan_q.png" + words, err);
+    EXPECT_EQ(1, Run("--overwrite -n --overlay fifo.png scan.png"));
+    EXPECT_EQ("quarlo: fifo.png" + words, err);
     struct stat status = {};
     ASSERT_EQ(0, stat("/dev/null", &status));
     EXPECT_TRUE(S_ISCHR(status.st_mode));
+    EXPECT_EQ("fifo.png scan.png scan_q.png ", Files());
 }
 
 /* ---- What goes wrong ---- */

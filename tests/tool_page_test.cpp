@@ -1,7 +1,9 @@
 /*
  * tool_page_test.cpp - the tool on drawn pages whose place is known: what is found, cut and turned.
  */
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 
 #include <nlohmann/json.hpp>
@@ -224,6 +226,16 @@ TEST_F(ToolPage, RotateTurnsThePageClockwiseAfterwards)
             ASSERT_EQ(pixels[static_cast<size_t>((h - 1 - x) * w + y)], clockwise[static_cast<size_t>(y * h + x)]);
 }
 
+TEST_F(ToolPage, MinusNinetyDegreesAreThreeQuartersOfATurn)
+{
+    Sheet sheet = Skewed(0.0);
+    sheet.written_on = true;
+    Make("scan.png", sheet);
+    ASSERT_EQ(0, Run("--rotate 270 -o clockwise.png scan.png")) << err;
+    ASSERT_EQ(0, Run("--rotate -90 -o counter.png scan.png")) << err;
+    EXPECT_TRUE(test::ReadAll(Path("clockwise.png")) == test::ReadAll(Path("counter.png")));
+}
+
 TEST_F(ToolPage, DepthIsThatOfTheScanOrAsAskedFor)
 {
     for (const int depth : {1, 8, 24}) {
@@ -297,6 +309,29 @@ TEST_F(ToolPage, GroundAndThresholdMayBeGiven)
     EXPECT_EQ(240, light["threshold"]);
     EXPECT_EQ("light", Report("-n scan.png")["ground"]);
     EXPECT_NEAR(1.0, light["angle_deg"].get<double>(), 0.2);
+}
+
+TEST_F(ToolPage, DoubtfulFrameThatIsCutByAThresholdByHandIsWarnedOf)
+{
+    Make("good.png");
+    EXPECT_EQ(json::array(), Report("-t 120 -n good.png")["warnings"]);
+    /* A hill of grey has no edge anywhere. */
+    Page scan = {test::DrawNothing(300, 400, 8), {}, {}};
+    for (int y = 0; y < 400; ++y)
+        for (int x = 0; x < 300; ++x)
+            scan.bitmap.row(y)[x] =
+                static_cast<std::uint8_t>(250 - std::max(std::abs(x - 150), std::abs(y - 200) * 3 / 4));
+    Save({&scan}, Path("scan.png"));
+    const json line = Report("-t 150 -o page.png scan.png");
+    ASSERT_LT(line["score"].get<double>(), 0.395);
+    char score[16];
+    std::snprintf(score, sizeof score, "%.2f", line["score"].get<double>());
+    const std::string begin = "the frame has a score of " + std::string(score) + " only; it ";
+    EXPECT_EQ(json({begin + "was cut since the threshold was given by hand"}), line["warnings"]);
+    EXPECT_EQ("quarlo: scan.png: page 1: warning: " + begin + "was cut since the threshold was given by hand\n",
+              err);
+    EXPECT_EQ(json({begin + "would be cut since the threshold was given by hand"}),
+              Report("-t 150 -n scan.png")["warnings"]);
 }
 
 TEST_F(ToolPage, SamePageGivesTheSamePixelsFromEveryFormat)

@@ -104,6 +104,17 @@ TEST_F(ToolReport, ReportThatCannotBeWrittenGivesExit1)
     EXPECT_EQ(1, Run("-o - scan.png >/dev/full"));
 }
 
+TEST_F(ToolReport, StandardStreamsTakeTheReportUnderTheirNames)
+{
+    Make("scan.png");
+    EXPECT_EQ(0, Run("-n --json=/dev/stdout scan.png"));
+    EXPECT_EQ(2u, Lines(out).size());
+    EXPECT_EQ("", err);
+    EXPECT_EQ(0, Run("-n --json=/dev/stderr scan.png"));
+    EXPECT_EQ(2u, Lines(err).size()) << err;
+    EXPECT_EQ("", out);
+}
+
 TEST_F(ToolReport, AngleIsOneLineAPageAfterTheNameOfSeveral)
 {
     Make("a.png", Turned(5.0));
@@ -159,6 +170,32 @@ TEST_F(ToolReport, OverlayFolderHoldsADrawingAPageAndAContactSheet)
     const std::string sheet = ReadAll(Path("check/index.html"));
     EXPECT_LT(sheet.find("blank.svg"), sheet.find("scan-1.svg"));
     EXPECT_NE(std::string::npos, sheet.find("bad.png"));
+}
+
+TEST_F(ToolReport, DrawingsOfPagesAndFilesDoNotCollide)
+{
+    const Page one = test::PageOf(Turned(1.0)), two = test::PageOf(Turned(2.0));
+    Save({&one, &two}, Path("a.tif"));
+    Make("a-1.tif", Turned(3.0));
+    EXPECT_EQ(0, Run("-n --overlay check a.tif a-1.tif")) << err;
+    EXPECT_EQ("a-1.svg a-1~2.svg a-2.svg index.html ", Files("check"));
+    EXPECT_NE(std::string::npos, ReadAll(Path("check/a-1.svg")).find("a.tif, page 1"));
+    EXPECT_NE(std::string::npos, ReadAll(Path("check/a-1~2.svg")).find("a-1.tif"));
+    EXPECT_NE(std::string::npos, ReadAll(Path("check/index.html")).find("a-1~2.svg"));
+    EXPECT_EQ(0, Run("-n --overwrite --overlay check a.tif a-1.tif")) << err;
+    EXPECT_EQ("a-1.svg a-1~2.svg a-2.svg index.html ", Files("check"));
+}
+
+TEST_F(ToolReport, DrawingInAFolderSparesInputsAndReports)
+{
+    Make("a.png");
+    ASSERT_EQ(0, std::rename(Path("a.png").c_str(), Path("a.svg").c_str()));
+    Make("b.png");
+    const std::string scan = ReadAll(Path("a.svg"));
+    EXPECT_EQ(0, Run("-n --overwrite --overlay . --json=b.svg a.svg b.png")) << err;
+    EXPECT_EQ("a.svg a~2.svg b.png b.svg b~2.svg index.html ", Files());
+    EXPECT_TRUE(scan == ReadAll(Path("a.svg")));
+    EXPECT_EQ('{', ReadAll(Path("b.svg"))[0]);
 }
 
 TEST_F(ToolReport, OverlayFileIsSvgOrPngByItsName)
@@ -238,6 +275,65 @@ TEST_F(ToolReport, PageThatTheReportDoesNotKnowIsNotCut)
     EXPECT_EQ(1, Run("--apply missing c.png"));
     EXPECT_EQ("quarlo: missing: cannot be read: No such file or directory (code 20)\n", err);
     EXPECT_EQ("a.png b.png bad c.png r ", Files());
+}
+
+TEST_F(ToolReport, OnlyFrameOfAReportServesASingleInputOfAnotherName)
+{
+    Make("a.png", Turned(1.0));
+    Make("b.png", Turned(2.0));
+    ASSERT_EQ(0, Run("-n --json=r a.png")) << err;
+    EXPECT_EQ(0, Run("--apply r -O one b.png")) << err;
+    EXPECT_EQ("b_q.png ", Files("one"));
+    EXPECT_EQ(3, Run("--apply r -O two a.png b.png"));
+    EXPECT_EQ("quarlo: b.png: page 1: the report has no frame of this page (code 50)\n", err);
+    EXPECT_EQ("a_q.png ", Files("two"));
+}
+
+TEST_F(ToolReport, FrameOfAPictureOfAnotherShapeIsNotApplied)
+{
+    Make("a.png", Turned(1.0));
+    ASSERT_EQ(0, Run("-n --json=r a.png")) << err;
+    Sheet wider = Turned(1.0);
+    wider.scan_width = 611;
+    Make("b.png", wider);
+    EXPECT_EQ(0, Run("-n --apply r b.png")) << err;
+    wider.scan_width = 613;
+    Make("b.png", wider);
+    EXPECT_EQ(3, Run("--json --apply r b.png"));
+    const std::string words =
+        "the report's frame is of a picture of 600 x 800 pixels, this one has 613 x 800, another shape";
+    EXPECT_EQ("quarlo: b.png: page 1: " + words + " (code 50)\n", err);
+    const json line = Lines(out)[0];
+    EXPECT_EQ("no_frame", line["status"]);
+    EXPECT_EQ(50, line["code"]);
+    EXPECT_EQ("report", line["stage"]);
+    EXPECT_EQ(words, line["reason"]);
+    EXPECT_EQ("a.png b.png r ", Files());
+}
+
+TEST_F(ToolReport, EmptyReportIsNotApplied)
+{
+    Make("scan.png");
+    for (const char* text : {"", "\n \r\n"}) {
+        WriteAll(Path("r"), text);
+        EXPECT_EQ(1, Run("--apply r scan.png"));
+        EXPECT_EQ("quarlo: r: the report is empty (code 50)\n", err);
+    }
+    EXPECT_EQ("r scan.png ", Files());
+}
+
+TEST_F(ToolReport, AppliedReportIsNeverWrittenTo)
+{
+    Make("scan.png");
+    ASSERT_EQ(0, Run("-n --json=r.svg scan.png")) << err;
+    const std::string report = ReadAll(Path("r.svg"));
+    for (const char* arguments : {"-f png -o r.svg", "-n --json=./r.svg", "-n --overlay r.svg"}) {
+        EXPECT_EQ(2, Run(std::string("--overwrite --apply r.svg scan.png ") + arguments)) << arguments;
+        EXPECT_NE(std::string::npos, err.find("r.svg is the report that is applied, which is not written to\n"))
+            << err;
+        EXPECT_EQ(report, ReadAll(Path("r.svg"))) << arguments;
+    }
+    EXPECT_EQ("r.svg scan.png ", Files());
 }
 
 } // namespace

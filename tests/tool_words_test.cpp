@@ -26,6 +26,16 @@ TEST(ReadNumber, RangeIsInclusiveAndNothingMayFollow)
     EXPECT_EQ(45.0, number);
 }
 
+TEST(ReadWhole, NothingButDigitsInTheRange)
+{
+    int number = -1;
+    EXPECT_EQ("", ReadWhole("999", 0, 999, &number));
+    EXPECT_EQ(999, number);
+    for (const char* bad : {"", "1.5", "-1", "1000", "x", "1e2"})
+        EXPECT_EQ("\"" + std::string(bad) + "\" is no whole number from 0 to 999", ReadWhole(bad, 0, 999, &number));
+    EXPECT_EQ(999, number);
+}
+
 TEST(ReadCount, WordStandsForZero)
 {
     int count = -1;
@@ -62,9 +72,12 @@ TEST(ReadShare, PercentAndFractionAreTheSame)
     EXPECT_EQ("", ReadShare("0.5", &share));
     EXPECT_EQ(0.5, share);
     for (const char* bad : {"", "%", "25", "101%", "-1%", "nan"}) EXPECT_NE("", ReadShare(bad, &share)) << bad;
+    EXPECT_EQ("\"90\" is no share such as 0.25 or 25%; did you mean 90%?", ReadShare("90", &share));
+    EXPECT_EQ("\"101\" is no share such as 0.25 or 25%", ReadShare("101", &share));
+    EXPECT_EQ(0.5, share);
 }
 
-TEST(ReadFill, ColoursAreWordsOrSixDigits)
+TEST(ReadFill, ColoursAreWordsOrSixOrThreeDigits)
 {
     Fill fill;
     EXPECT_EQ("", ReadFill("#Ff8001", &fill));
@@ -72,6 +85,10 @@ TEST(ReadFill, ColoursAreWordsOrSixDigits)
     EXPECT_EQ(255, fill.red);
     EXPECT_EQ(128, fill.green);
     EXPECT_EQ(1, fill.blue);
+    EXPECT_EQ("", ReadFill("#1aF", &fill));
+    EXPECT_EQ(0x11, fill.red);
+    EXPECT_EQ(0xaa, fill.green);
+    EXPECT_EQ(0xff, fill.blue);
     EXPECT_EQ("", ReadFill("Black", &fill));
     EXPECT_EQ(0, fill.red + fill.green + fill.blue);
     EXPECT_EQ("", ReadFill("edge", &fill));
@@ -79,7 +96,7 @@ TEST(ReadFill, ColoursAreWordsOrSixDigits)
     EXPECT_EQ("", ReadFill("white", &fill));
     EXPECT_EQ(Fill::Kind::colour, fill.kind);
     EXPECT_EQ(765, fill.red + fill.green + fill.blue);
-    for (const char* bad : {"", "red", "#fff", "#12345g", "#1234567", "ff8000"})
+    for (const char* bad : {"", "red", "#ff", "#ffg", "#12345g", "#1234567", "ff8000"})
         EXPECT_NE("", ReadFill(bad, &fill)) << bad;
 }
 
@@ -92,6 +109,8 @@ TEST(ReadMargins, SidesFollowTheOrderOfStyleSheets)
     ASSERT_EQ("", ReadMargins("2mm", &margins));
     EXPECT_EQ((std::array<double, 4>{2, 2, 2, 2}), values());
     EXPECT_EQ(Length::Unit::millimetres, margins[3].unit);
+    ASSERT_EQ("", ReadMargins("3 mm, 4px", &margins));
+    EXPECT_EQ((std::array<double, 4>{3, 4, 3, 4}), values());
     ASSERT_EQ("", ReadMargins("1cm,-10PX", &margins));
     EXPECT_EQ((std::array<double, 4>{10, -10, 10, -10}), values());
     EXPECT_EQ(Length::Unit::millimetres, margins[2].unit);
@@ -101,7 +120,7 @@ TEST(ReadMargins, SidesFollowTheOrderOfStyleSheets)
     ASSERT_EQ("", ReadMargins("1in,2px,3px,4px", &margins));
     EXPECT_EQ((std::array<double, 4>{25.4, 2, 3, 4}), values());
     for (const char* bad :
-         {"", "2", "mm", "2 mm", "2furlongs", "1px,,2px", "1px,1px,1px,1px,1px", "1e9mm", "nanpx"})
+         {"", "2", "mm", "  mm", "2 m m", "2furlongs", "1px,,2px", "1px,1px,1px,1px,1px", "1e9mm", "nanpx"})
         EXPECT_NE("", ReadMargins(bad, &margins)) << bad;
 }
 
@@ -111,6 +130,9 @@ TEST(ReadSize, PapersAndMeasuresAreWidthByHeight)
     ASSERT_EQ("", ReadSize("A4", &size));
     EXPECT_EQ(210.0, size[0].value);
     EXPECT_EQ(297.0, size[1].value);
+    ASSERT_EQ("", ReadSize("a5-portrait", &size));
+    EXPECT_EQ(148.0, size[0].value);
+    EXPECT_EQ(210.0, size[1].value);
     ASSERT_EQ("", ReadSize("letter-landscape", &size));
     EXPECT_EQ(279.4, size[0].value);
     EXPECT_EQ(215.9, size[1].value);
@@ -120,7 +142,8 @@ TEST(ReadSize, PapersAndMeasuresAreWidthByHeight)
     EXPECT_EQ(Length::Unit::millimetres, size[1].unit);
     ASSERT_EQ("", ReadSize("800x600px", &size));
     EXPECT_EQ(Length::Unit::pixels, size[0].unit);
-    for (const char* bad : {"", "a7", "80x", "80x120", "x120mm", "0x5mm", "-1x5mm", "1x2x3mm", "a4 landscape"})
+    for (const char* bad : {"", "a7", "80x", "80x120", "x120mm", "0x5mm", "-1x5mm", "1x2x3mm", "a4 landscape",
+                            "-portrait", "a4-landscape-portrait"})
         EXPECT_NE("", ReadSize(bad, &size)) << bad;
 }
 

@@ -42,10 +42,7 @@ std::string NameWarning(const std::string& target, Format format)
 class FileJob
 {
 public:
-    FileJob(const Call& call, std::string stem, FileRecord* record)
-        : call_(call), options_(call.options), stem_(std::move(stem)), record_(*record)
-    {
-    }
+    FileJob(const Call& call, FileRecord* record) : call_(call), options_(call.options), record_(*record) {}
 
     Problem Run()
     {
@@ -115,7 +112,8 @@ private:
     std::string DrawingName(int index) const
     {
         if (!OverlayIsFolder(options_)) return options_.overlay;
-        return stem_ + (input_->page_count() > 1 ? "-" + std::to_string(index + 1) : "") + ".svg";
+        const std::string number = input_->page_count() > 1 ? "-" + std::to_string(index + 1) : "";
+        return call_.claims.ClaimDrawing(options_, StemOf(record_.input) + number);
     }
 
     void SaveDrawing(const std::string& drawing, PageRecord* page)
@@ -185,6 +183,12 @@ private:
     void MakeResult(const std::vector<int>& indices, int number)
     {
         const std::string target = ResultName(options_, record_.input, input_->format(), number);
+        const Problem odd = target == "-" ? Problem{} : CheckOrdinary(target);
+        if (odd) {
+            TellOf(number, odd, &record_);
+            record_.pages.back().target = target;
+            return;
+        }
         bool skip = false;
         const Problem problem = ClaimTarget(target, &skip);
         if (problem) return TellOf(number, problem, &record_);
@@ -277,7 +281,6 @@ private:
 
     const Call& call_;
     const Options& options_;
-    const std::string stem_;
     FileRecord& record_;
     Bytes stream_; /* standard input, where it may have to be copied */
     std::unique_ptr<Input> input_;
@@ -294,13 +297,13 @@ bool EndsWork(const Options& options, const PageResult& page)
     return options.on_fail == OnFail::stop && status != Status::ok;
 }
 
-FileRecord DoFile(const Call& call, const std::string& input, const std::string& stem)
+FileRecord DoFile(const Call& call, const std::string& input)
 {
     FileRecord record;
     record.input = input;
     Problem problem;
     try {
-        problem = FileJob(call, stem, &record).Run();
+        problem = FileJob(call, &record).Run();
     } catch (const std::bad_alloc&) {
         problem = MemoryRanOut("write");
     }

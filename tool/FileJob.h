@@ -39,8 +39,8 @@ struct Call {
 /** Whether the options ask to end all work after such a page. */
 bool EndsWork(const Options& options, const PageResult& page);
 
-/** Works on an input and writes its results; `stem` names its drawings. Only what cannot be told throws. */
-FileRecord DoFile(const Call& call, const std::string& input, const std::string& stem);
+/** Works on an input and writes its results. Only what cannot be told throws. */
+FileRecord DoFile(const Call& call, const std::string& input);
 
 } // namespace tool
 

@@ -105,8 +105,23 @@ bool Exists(const std::string& name)
     return stat(name.c_str(), &status) == 0;
 }
 
+bool IsFolder(const std::string& name)
+{
+    struct stat status;
+    return stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+Problem CheckOrdinary(const std::string& name)
+{
+    struct stat status;
+    if (stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return {};
+    return {Code::cannot_write, "write", "the target is no ordinary file and is not replaced"};
+}
+
 Problem CheckFree(const std::string& name, SafeFile::Existing existing)
 {
+    const Problem problem = CheckOrdinary(name);
+    if (problem) return problem;
     if (existing == SafeFile::Existing::replace || !Exists(name)) return {};
     return {Code::exists, "write", "exists already; --overwrite replaces it"};
 }
@@ -121,6 +136,8 @@ Problem TextFile::Open(const std::string& name, SafeFile::Existing existing)
     struct stat status;
     if (name == "-") {
         descriptor_ = STDOUT_FILENO;
+    } else if (name == kErrorStream) {
+        descriptor_ = STDERR_FILENO; /* also where it is a file, which would be there already */
     } else if (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
         descriptor_ = open(name.c_str(), O_WRONLY | O_CLOEXEC);
         if (descriptor_ < 0) return WriteProblem(errno);

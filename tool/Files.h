@@ -30,10 +30,16 @@ quarlo::Problem WriteFile(const std::string& name, quarlo::SafeFile::Existing ex
 quarlo::Problem MakeFolder(const std::string& name);
 
 bool Exists(const std::string& name);
-/** Refuses, with a hint, what is there and may not be replaced. */
+bool IsFolder(const std::string& name);
+/** Refuses what is there and can never be replaced, such as a device or a folder. */
+quarlo::Problem CheckOrdinary(const std::string& name);
+/** Refuses that, too, and with a hint what is there and may not be replaced. */
 quarlo::Problem CheckFree(const std::string& name, quarlo::SafeFile::Existing existing);
 
-/** Text in the making: standard output, a device or pipe, or a file that appears when it is closed. */
+/** The name of standard error. */
+constexpr std::string_view kErrorStream = "/dev/stderr";
+
+/** Text in the making: standard output or error, a device or pipe, or a file that appears when it is closed. */
 class TextFile
 {
 public:

@@ -3,8 +3,11 @@
  */
 #include "Naming.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <sys/stat.h>
+
+#include "Files.h"
 
 namespace fs = std::filesystem;
 
@@ -44,57 +47,119 @@ std::string ExtensionOf(const std::string& input, Format format)
     return std::string(NameOf(format));
 }
 
-/* The same for all names of a file: what the system knows it by, or where it would come to lie. */
-std::string IdentityOf(const std::string& name)
+/*
+ * What tells a file from others: where it lies, or would come to lie, and what the system knows it by. The latter
+ * changes when a file is made or replaced, the former is not the same for hard links.
+ */
+std::vector<std::string> IdentitiesOf(const std::string& name)
 {
-    struct stat status;
-    if (stat(name.c_str(), &status) == 0)
-        return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
     std::error_code error;
     const fs::path path = fs::weakly_canonical(fs::absolute(name, error), error);
-    return error ? name : path.string();
+    std::vector<std::string> identities = {error ? name : path.string()};
+    struct stat status;
+    if (stat(name.c_str(), &status) == 0)
+        identities.push_back(std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino));
+    return identities;
 }
 
-std::string OverlayComplaint(const Options& options, Claims* claims)
+/* Whether one of the files has one of the identities. */
+bool HasAny(const std::set<std::string>& files, const std::vector<std::string>& identities)
+{
+    return std::any_of(identities.begin(), identities.end(),
+                       [&](const std::string& identity) { return files.count(identity) != 0; });
+}
+
+void Add(const std::string& name, std::set<std::string>* files)
+{
+    for (const std::string& identity : IdentitiesOf(name)) files->insert(identity);
+}
+
+/* An extension means something; a dot alone is none. */
+std::string MeaningfulExtension(const std::string& name)
+{
+    const std::string extension = fs::path(name).extension().string();
+    return extension.size() > 1 ? LowerCase(extension) : "";
+}
+
+bool IsDrawing(const std::string& extension) { return extension == ".svg" || extension == ".png"; }
+
+std::string OutputComplaint(const Options& options)
+{
+    const std::string& name = options.output;
+    if (name.empty() || name == "-") return "";
+    if (name.back() == '/') return name + " ends in /: -O takes a folder";
+    if (options.write.format != Format::unknown || FormatOfName(name) != Format::unknown) return "";
+    if (MeaningfulExtension(name).empty()) return "";
+    return name +
+           ": the extension is none of bmp dib png jpg jpeg jpe tif tiff pbm pgm ppm pnm; -f tells the format";
+}
+
+std::string OverlayComplaint(const Options& options)
 {
     if (options.overlay.empty()) return "";
-    if (OverlayIsFolder(options)) return claims->Claim(SheetName(options), false);
-    if (options.inputs.size() > 1)
-        return options.overlay + " holds the drawing of one page; give a folder for several inputs, such as " +
-               options.overlay + "/";
-    return claims->Claim(options.overlay, false);
+    const std::string extension = MeaningfulExtension(options.overlay);
+    if (options.overlay == "-") return "drawings are not written to standard output";
+    if (!OverlayIsFolder(options) && extension.empty()) return options.overlay + " is no folder for drawings";
+    if (!IsFolder(options.overlay) && options.overlay.back() != '/' && !extension.empty() && !IsDrawing(extension))
+        return options.overlay + ": a drawing is .svg or .png, a folder of them is given as " + options.overlay +
+               "/";
+    if (OverlayIsFolder(options) || options.inputs.size() < 2) return "";
+    return options.overlay + " holds the drawing of one page; give a folder for several inputs, such as " +
+           options.overlay + "/";
 }
 
 } // namespace
 
-Claims::Claims(const std::vector<std::string>& inputs)
+Claims::Claims(const Options& options)
 {
-    for (const std::string& input : inputs)
-        if (input != "-") read_.insert(IdentityOf(input));
+    for (const std::string& input : options.inputs)
+        if (input != "-") Add(input, &read_);
+    if (!options.apply.empty()) Add(options.apply, &applied_);
 }
 
 std::string Claims::Claim(const std::string& name, bool in_place)
 {
-    const std::string identity = IdentityOf(name);
-    if (!in_place && read_.count(identity) != 0)
+    const std::vector<std::string> identities = IdentitiesOf(name);
+    if (!in_place && HasAny(read_, identities))
         return name + " is an input, which is not written to; --in-place replaces inputs";
-    if (!written_.insert(identity).second) return name + " would be written twice";
+    if (HasAny(applied_, identities)) return name + " is the report that is applied, which is not written to";
+    if (HasAny(written_, identities)) return name + " would be written twice";
+    written_.insert(identities.begin(), identities.end());
     return "";
+}
+
+std::string Claims::ClaimReports(const Options& options)
+{
+    std::string complaint;
+    const bool is_stream = options.json == "-" || options.json == kErrorStream;
+    if (!options.json.empty() && !is_stream) complaint = Claim(options.json, false);
+    if (!complaint.empty() || options.overlay.empty()) return complaint;
+    return Claim(OverlayIsFolder(options) ? SheetName(options) : options.overlay, false);
+}
+
+std::string Claims::ClaimDrawing(const Options& options, const std::string& stem)
+{
+    for (int use = 1;; ++use) {
+        const std::string name = stem + (use > 1 ? "~" + std::to_string(use) : "") + ".svg";
+        if (Claim((fs::path(options.overlay) / name).string(), false).empty()) return name;
+    }
 }
 
 std::string NamesComplaint(const Options& options)
 {
     std::string complaint = PatternComplaint(options.name);
     if (!complaint.empty()) return complaint;
-    Claims claims(options.inputs);
+    complaint = OutputComplaint(options);
+    if (!complaint.empty()) return complaint;
+    Claims claims(options);
     for (const std::string& input : options.inputs) {
         if (options.dry_run) break;
         const std::string name = ResultName(options, input, FormatOfName(input), 0);
         if (name != "-") complaint = claims.Claim(name, options.in_place);
         if (!complaint.empty()) return complaint;
     }
-    if (!options.json.empty() && options.json != "-") complaint = claims.Claim(options.json, false);
-    return complaint.empty() ? OverlayComplaint(options, &claims) : complaint;
+    complaint = OverlayComplaint(options);
+    return complaint.empty() ? claims.ClaimReports(options) : complaint;
 }
 
 Format ResultFormat(const Options& options, Format input_format)
@@ -130,10 +195,8 @@ std::string ResultName(const Options& options, const std::string& input, Format 
 
 bool OverlayIsFolder(const Options& options)
 {
-    struct stat status;
-    if (stat(options.overlay.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
-    const std::string extension = LowerCase(fs::path(options.overlay).extension().string());
-    return options.overlay.back() == '/' || (extension != ".svg" && extension != ".png");
+    if (Exists(options.overlay)) return IsFolder(options.overlay);
+    return options.overlay.back() == '/' || !IsDrawing(MeaningfulExtension(options.overlay));
 }
 
 std::string SheetName(const Options& options) { return (fs::path(options.overlay) / "index.html").string(); }

@@ -7,6 +7,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 #include "Options.h"
 
@@ -37,13 +38,18 @@ std::string SheetName(const Options& options);
 class Claims
 {
 public:
-    explicit Claims(const std::vector<std::string>& inputs);
+    explicit Claims(const Options& options);
 
     /** Takes a file for writing. Answers why it may not be; `in_place` is what was asked to replace an input. */
     std::string Claim(const std::string& name, bool in_place);
+    /** Takes the report, and the drawing or the contact sheet. Answers why one of them may not be written. */
+    std::string ClaimReports(const Options& options);
+    /** Takes a file for a drawing in the folder of drawings: of this name if it is free, else numbered. */
+    std::string ClaimDrawing(const Options& options, const std::string& stem);
 
 private:
     std::set<std::string> read_;
+    std::set<std::string> applied_; /* the report that is applied */
     std::set<std::string> written_;
 };
 

@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
+#include "Files.h"
 #include "Naming.h"
 
 using namespace quarlo;
@@ -20,6 +20,8 @@ namespace tool
 
 namespace
 {
+
+constexpr const char* kEmptyValue = "the value is empty";
 
 constexpr const char* kFooter =
     "Angles: positive where the page has to be turned, and is turned, clockwise.\n"
@@ -90,7 +92,7 @@ public:
     {
         const auto read = [=](const std::string& word) {
             *text = word;
-            return std::string(word.empty() ? "the value is empty" : "");
+            return std::string(word.empty() ? kEmptyValue : "");
         };
         return Value(names, placeholder, read, help);
     }
@@ -128,7 +130,8 @@ private:
 struct Extras {
     bool overwrite = false;
     bool skip_existing = false;
-    bool named = false; /* --name was given */
+    bool named = false;    /* --name was given */
+    bool searches = false; /* how to search was given */
     bool quiet = false;
     bool verbose = false;
     int explain = -1;
@@ -151,7 +154,7 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
         [=](const std::string& text) {
             extras->named = true;
             options->name = text;
-            return std::string();
+            return std::string(text.empty() ? kEmptyValue : "");
         },
         "names of the results (default {stem}_q.{ext}); with {page} each page\ngets a file of its own");
     group.Value(
@@ -227,7 +230,7 @@ void AddResultOptions(CLI::App* app, Options* options)
     group.Value(
         "--size", "a4|letter|WxHmm", [=](const std::string& text) { return ReadSize(text, &result->size); },
         "size of the result, the page in its middle (default: the page's)");
-    group.Choice<int>("--rotate", &result->turn, {{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}},
+    group.Choice<int>("--rotate", &result->turn, {{"0", 0}, {"90", 90}, {"180", 180}, {"270", 270}, {"-90", 270}},
                       "turn the upright page clockwise (default 0)");
     group.Choice<int>("--depth", &result->depth, {{"same", 0}, {"1", 1}, {"8", 8}, {"24", 24}},
                       "bits per pixel (default same)");
@@ -252,13 +255,7 @@ void AddInformationOptions(CLI::App* app, Options* options, Extras* extras)
     group.Flag("-q,--quiet", &extras->quiet, true, "tell errors only");
     group.Flag("-v,--verbose", &extras->verbose, true, "tell what was found on each page");
     group.Value(
-        "--explain", "CODE",
-        [=](const std::string& text) {
-            double code = 0.0;
-            std::string complaint = ReadNumber(text, 0, 999, &code);
-            if (complaint.empty()) extras->explain = static_cast<int>(code);
-            return complaint;
-        },
+        "--explain", "CODE", [=](const std::string& text) { return ReadWhole(text, 0, 999, &extras->explain); },
         "what the code of a message means, and what helps");
     app->set_help_flag("-h,--help", "this text")->group("Information");
     app->set_version_flag("-V,--version", "quarlo " QUARLO_VERSION, "the version")->group("Information");
@@ -313,27 +310,38 @@ std::string StreamComplaint(const Options& options)
 
 std::string FolderComplaint(const Options& options)
 {
-    struct stat status;
-    const bool is_there = stat(options.output.c_str(), &status) == 0;
-    if (!options.output.empty() && is_there && S_ISDIR(status.st_mode))
-        return options.output + " is a folder; use -O for it";
-    if (!options.folder.empty() && stat(options.folder.c_str(), &status) == 0 && !S_ISDIR(status.st_mode))
-        return options.folder + " is no folder";
+    if (IsFolder(options.output)) return options.output + " is a folder; use -O for it";
+    if (Exists(options.folder) && !IsFolder(options.folder)) return options.folder + " is no folder";
     return "";
+}
+
+/* A compression that the format never has, where the format is known already. */
+std::string CompressionComplaint(const Options& options)
+{
+    WriteOptions write = options.write;
+    write.format = ResultFormat(options, Format::unknown);
+    if (write.format == Format::unknown) return "";
+    Bytes bytes;
+    std::unique_ptr<Output> output;
+    return Output::ToMemory(&bytes, write, &output).reason;
 }
 
 /* What does not go together. */
 std::string Complaint(const Options& options, const Extras& extras)
 {
     if (options.inputs.empty()) return "no input is given";
+    for (const std::string& input : options.inputs)
+        if (input.empty()) return "the name of an input is empty";
     if (!options.output.empty() && !options.folder.empty()) return "-o and -O exclude each other";
     if (!options.output.empty() && extras.named) return "-o and --name exclude each other";
     if (!options.output.empty() && options.inputs.size() > 1) return "-o takes a single input; use -O for several";
     if (extras.overwrite && extras.skip_existing) return "--overwrite and --skip-existing exclude each other";
+    if (!options.apply.empty() && extras.searches) return "--apply does not search: it excludes --ground and -t";
     if (extras.quiet && extras.verbose) return "-q and -v exclude each other";
     std::string complaint = options.in_place ? InPlaceComplaint(options, extras) : "";
     if (complaint.empty()) complaint = StreamComplaint(options);
     if (complaint.empty()) complaint = FolderComplaint(options);
+    if (complaint.empty()) complaint = CompressionComplaint(options);
     return complaint.empty() ? NamesComplaint(options) : complaint;
 }
 
@@ -373,9 +381,12 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
         app.parse(argc, argv);
     } catch (const CLI::Success& wish) {
         return app.exit(wish);
+    } catch (const CLI::ExtrasError& error) {
+        return Usage(error.what() + std::string("; names that begin with a dash: after -- or as ./-name"));
     } catch (const CLI::ParseError& error) {
         return Usage(error.what());
     }
+    extras.searches = app.count("--ground") + app.count("--threshold") > 0;
     if (extras.explain >= 0) return ExplainCode(extras.explain);
     Combine(extras, options);
     const std::string complaint = Complaint(*options, extras);

@@ -3,6 +3,7 @@
  */
 #include "PageJob.h"
 
+#include <cstdio>
 #include <new>
 
 #include "Files.h"
@@ -15,6 +16,18 @@ namespace tool
 
 namespace
 {
+
+/* What a frame has to reach to be trusted where no threshold is given by hand. */
+constexpr double kUsualScore = 0.4;
+
+std::string ScoreWarning(double score, bool finds_only)
+{
+    char text[128];
+    std::snprintf(text, sizeof text,
+                  "the frame has a score of %.2f only; it %s cut since the threshold was given by hand", score,
+                  finds_only ? "would be" : "was");
+    return text;
+}
 
 /* The stages of a page in their order, each with its time. */
 class Work
@@ -74,6 +87,9 @@ private:
         refusal_ = frame.problem;
         if (!refusal_) refusal_ = Check(frame, options_.limits);
         delivers_frame_ = !refusal_;
+        const bool by_hand = !known_.loaded() && options_.search.threshold != 0;
+        if (delivers_frame_ && by_hand && frame.score < kUsualScore)
+            result_.report.warnings.push_back(ScoreWarning(frame.score, job_.finds_only));
         return {};
     }
 
@@ -87,8 +103,9 @@ private:
     Frame KnownFrame() const
     {
         Placement placement;
-        const Problem problem = known_.Find(job_.name, job_.index + 1, &placement);
-        if (!problem) return FrameOf(Scaled(placement, scan_.bitmap.width(), scan_.bitmap.height()));
+        const Problem problem =
+            known_.Find(job_.name, job_.index + 1, scan_.bitmap.width(), scan_.bitmap.height(), &placement);
+        if (!problem) return FrameOf(placement);
         Frame none;
         none.problem = problem;
         return none;

@@ -5,7 +5,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <map>
 
 #include "FileJob.h"
 #include "Reporter.h"
@@ -19,24 +18,11 @@ namespace tool
 namespace
 {
 
-/* Names for the drawings of each input: the stem, and a number where inputs share it. */
-std::vector<std::string> DrawingStems(const std::vector<std::string>& inputs)
-{
-    std::vector<std::string> stems;
-    std::map<std::string, int> uses;
-    for (const std::string& input : inputs) {
-        const std::string stem = StemOf(input);
-        const int use = ++uses[stem];
-        stems.push_back(use == 1 ? stem : stem + "~" + std::to_string(use));
-    }
-    return stems;
-}
-
 bool Prepare(const Options& options, KnownPages* known)
 {
     std::string name = options.apply;
     Problem problem;
-    if (!options.apply.empty()) problem = known->Load(options.apply);
+    if (!options.apply.empty()) problem = known->Load(options.apply, options.inputs.size() == 1);
     if (!problem && !options.folder.empty() && !options.dry_run) {
         name = options.folder;
         problem = MakeFolder(name);
@@ -60,11 +46,11 @@ int Run(const Options& options)
     KnownPages known;
     Reporter reporter(options);
     if (!Prepare(options, &known) || !reporter.Open()) return kFailed;
-    Claims claims(options.inputs);
+    Claims claims(options);
+    claims.ClaimReports(options); /* the command line was refused where that cannot be */
     const Call call{options, known, claims};
-    const std::vector<std::string> stems = DrawingStems(options.inputs);
     for (size_t i = 0; i < options.inputs.size() && StopSignal() == 0; ++i) {
-        const FileRecord file = DoFile(call, options.inputs[i], stems[i]);
+        const FileRecord file = DoFile(call, options.inputs[i]);
         reporter.Tell(file);
         if (EndsWork(options, file)) break;
     }

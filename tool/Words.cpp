@@ -44,6 +44,14 @@ bool Reads(std::string_view text, Number* number)
     return true;
 }
 
+/* Takes the ending off the text, if it has it. */
+bool TakeEnd(std::string_view ending, std::string_view* text)
+{
+    if (text->size() < ending.size() || text->substr(text->size() - ending.size()) != ending) return false;
+    text->remove_suffix(ending.size());
+    return true;
+}
+
 struct UnitWord {
     std::string_view text;
     Length::Unit unit;
@@ -59,16 +67,23 @@ constexpr UnitWord kUnits[] = {{"px", Length::Unit::pixels, 1.0},
 const UnitWord* TakeUnit(std::string_view* text)
 {
     for (const UnitWord& word : kUnits) {
-        if (text->size() < 2 || text->substr(text->size() - 2) != word.text) continue;
-        text->remove_suffix(2);
-        return &word;
+        if (TakeEnd(word.text, text)) return &word;
     }
     return nullptr;
 }
 
+std::string_view Trimmed(std::string_view text)
+{
+    while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+    return text;
+}
+
 bool ReadsLength(std::string_view text, Length* length)
 {
+    text = Trimmed(text);
     const UnitWord* unit = TakeUnit(&text);
+    text = Trimmed(text);
     double value = 0.0;
     if (!Reads(text, &value) || !(std::fabs(value) <= kLongest)) return false;
     if (unit == nullptr && value != 0.0) return false;
@@ -86,9 +101,8 @@ constexpr Paper kPapers[] = {{"a3", 297.0, 420.0}, {"a4", 210.0, 297.0},     {"a
 
 bool ReadsPaper(std::string_view text, std::array<Length, 2>* size)
 {
-    constexpr std::string_view kLandscape = "-landscape";
-    const bool wide = text.size() > kLandscape.size() && text.substr(text.size() - kLandscape.size()) == kLandscape;
-    if (wide) text.remove_suffix(kLandscape.size());
+    const bool wide = TakeEnd("-landscape", &text);
+    if (!wide) TakeEnd("-portrait", &text);
     for (const Paper& paper : kPapers) {
         if (text != paper.name) continue;
         *size = {Length{paper.width, Length::Unit::millimetres}, Length{paper.height, Length::Unit::millimetres}};
@@ -153,14 +167,23 @@ std::string ReadNumber(std::string_view text, double least, double most, double*
     return Quoted(text) + range;
 }
 
-std::string ReadCount(std::string_view text, std::string_view word, int least, int most, int* count)
+std::string ReadWhole(std::string_view text, int least, int most, int* number)
 {
     int value = 0;
-    const bool is_word = LowerCase(text) == word;
-    if (is_word || (Reads(text, &value) && value >= least && value <= most)) {
-        *count = value;
+    if (Reads(text, &value) && value >= least && value <= most) {
+        *number = value;
         return "";
     }
+    return Quoted(text) + " is no whole number from " + std::to_string(least) + " to " + std::to_string(most);
+}
+
+std::string ReadCount(std::string_view text, std::string_view word, int least, int most, int* count)
+{
+    if (LowerCase(text) == word) {
+        *count = 0;
+        return "";
+    }
+    if (ReadWhole(text, least, most, count).empty()) return "";
     return Quoted(text) + " is neither " + std::string(word) + " nor a whole number from " + std::to_string(least) +
            " to " + std::to_string(most);
 }
@@ -184,6 +207,8 @@ std::string ReadShare(std::string_view text, double* share)
     if (percent) digits.remove_suffix(1);
     double value = 0.0;
     const bool reads = Reads(digits, &value);
+    if (reads && !percent && value > 1.0 && value <= 100.0)
+        return Quoted(text) + " is no share such as 0.25 or 25%; did you mean " + std::string(text) + "%?";
     if (percent) value /= 100.0;
     if (!reads || !(value >= 0.0 && value <= 1.0)) return Quoted(text) + " is no share such as 0.25 or 25%";
     *share = value;
@@ -192,7 +217,8 @@ std::string ReadShare(std::string_view text, double* share)
 
 std::string ReadFill(std::string_view text, Fill* fill)
 {
-    const std::string word = LowerCase(text);
+    std::string word = LowerCase(text);
+    if (word.size() == 4 && word[0] == '#') word = {'#', word[1], word[1], word[2], word[2], word[3], word[3]};
     unsigned rgb = 0;
     if (word == "white") {
         *fill = Fill{};
@@ -231,8 +257,9 @@ std::string ReadSize(std::string_view text, std::array<Length, 2>* size)
 {
     const std::string lower = LowerCase(text);
     if (ReadsPaper(lower, size) || ReadsMeasures(lower, size)) return "";
-    return Quoted(text) + " is no size: a3, a4, a5, a6, letter, legal, each with -landscape if so, or such as "
-                          "100x150mm or 800x600px";
+    return Quoted(text) +
+           " is no size: a3, a4, a5, a6, letter, legal, each with -landscape or -portrait if so, or such as "
+           "100x150mm or 800x600px";
 }
 
 } // namespace tool

@@ -25,17 +25,19 @@ std::string LowerCase(std::string_view text);
 
 /** A finite number from `least` to `most`. */
 std::string ReadNumber(std::string_view text, double least, double most, double* number);
-/** A whole number from `least` to `most`; `word` stands for 0. */
+/** A whole number from `least` to `most`. */
+std::string ReadWhole(std::string_view text, int least, int most, int* number);
+/** Likewise; `word` stands for 0. */
 std::string ReadCount(std::string_view text, std::string_view word, int least, int most, int* count);
 /** "1-3,7" or "4-". */
 std::string ReadPages(std::string_view text, std::vector<PageRange>* pages);
 /** "0.25" or "25%". */
 std::string ReadShare(std::string_view text, double* share);
-/** white, black, edge or #rrggbb. */
+/** white, black, edge, #rrggbb or #rgb. */
 std::string ReadFill(std::string_view text, quarlo::Fill* fill);
 /** One to four lengths such as 2mm or -10px, in the order of style sheets: top, right, bottom, left. */
 std::string ReadMargins(std::string_view text, std::array<quarlo::Length, 4>* margins);
-/** a4, letter-landscape, 100x150mm, 800x600px. */
+/** a4, a4-portrait, letter-landscape, 100x150mm, 800x600px. */
 std::string ReadSize(std::string_view text, std::array<quarlo::Length, 2>* size);
 
 } // namespace tool
