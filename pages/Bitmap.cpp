@@ -36,7 +36,7 @@ Problem Bitmap::Make(int width, int height, int depth, Bitmap* bitmap)
 Problem Bitmap::CopyTo(Bitmap* other) const
 {
     Bitmap made;
-    const Problem problem = MemoryProblem(Bitmap_Copy(rec(), made.rec()));
+    Problem problem = MemoryProblem(Bitmap_Copy(rec(), made.rec()));
     if (!problem) *other = std::move(made);
     return problem;
 }

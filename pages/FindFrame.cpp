@@ -171,7 +171,7 @@ private:
             attempt.ground = ground;
             attempt.threshold = thresholds[i];
             attempt.detection = Detect(scan_, ground, thresholds[i], options_.trace);
-            const Problem problem = Consider(std::move(attempt));
+            Problem problem = Consider(std::move(attempt));
             if (problem) return problem;
         }
         return {};

@@ -27,7 +27,12 @@ public:
         if (bitmap_->depth() == 24) return (row[3 * x] + 2 * row[3 * x + 1] + row[3 * x + 2] + 2) / 4;
         return (row[x / 8] >> (7 - x % 8)) & 1 ? 255 : 0;
     }
-    int Nearest(double x, double y) const { return At(static_cast<int>(x + 0.5), static_cast<int>(y + 0.5)); }
+    /* Of a place that the picture holds: a half added and cut off rounds what is not negative. */
+    int Nearest(double x, double y) const
+    {
+        const double column = x + 0.5, row = y + 0.5;
+        return At(static_cast<int>(column), static_cast<int>(row));
+    }
     bool Holds(double x, double y) const { return x >= 0.0 && y >= 0.0 && x <= width() - 1 && y <= height() - 1; }
 
 private:

@@ -14,7 +14,7 @@ namespace quarlo
 template <class Step>
 bool Guarded(std::jmp_buf& jump, const Step& step)
 {
-    if (setjmp(jump) != 0) return false;
+    if (setjmp(jump) != 0) return false; // NOLINT(cert-err52-cpp): libpng and libjpeg know no other way
     step();
     return true;
 }

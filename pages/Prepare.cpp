@@ -239,7 +239,7 @@ Problem MakeCopy(const Bitmap& scan, Copy* copy)
     made.scale = reduced > 1 ? 1.0 / reduced : enlarged;
     const int width = reduced > 1 ? PartsOf(view.width(), reduced) : view.width() * enlarged;
     const int height = reduced > 1 ? PartsOf(view.height(), reduced) : view.height() * enlarged;
-    const Problem problem = Bitmap::Make(width, height, 8, &made.grey);
+    Problem problem = Bitmap::Make(width, height, 8, &made.grey);
     if (problem) return problem;
     if (reduced > 1)
         Reduce(view, reduced, &made.grey);
@@ -289,7 +289,7 @@ Histogram Departures(const Bitmap& grey, const GroundPlane& plane, Departs depar
 Problem MakeMask(const Bitmap& grey, const GroundPlane& plane, Departs departs, double least, Bitmap* mask)
 {
     Bitmap made;
-    const Problem problem = Bitmap::Make(grey.width(), grey.height(), 8, &made);
+    Problem problem = Bitmap::Make(grey.width(), grey.height(), 8, &made);
     if (problem) return problem;
     const int width = grey.width(), height = grey.height();
     const size_t pitch = static_cast<size_t>(width);

@@ -87,7 +87,7 @@ public:
                 ++count;
             }
             if (count == 0) continue;
-            level_[static_cast<size_t>(k + kInner)] = static_cast<double>(sum) / count;
+            level_[IndexOf(k)] = static_cast<double>(sum) / count;
             first_ = std::min(first_, k);
             last_ = k;
         }
@@ -101,11 +101,17 @@ public:
         for (int k = std::max(from, first_); k <= std::min(to, last_); ++k, ++count) sum += At(k);
         return count == 0 ? 0.0 : sum / count;
     }
-    double At(int k) const { return level_[static_cast<size_t>(k + kInner)]; }
+    double At(int k) const { return level_[IndexOf(k)]; }
     int first() const { return first_; }
     int last() const { return last_; }
 
 private:
+    static size_t IndexOf(int k)
+    {
+        const int index = k + kInner;
+        return static_cast<size_t>(index);
+    }
+
     std::array<double, kLength> level_{};
     int first_ = kOuter + 1;
     int last_ = -kInner - 1;
@@ -126,7 +132,10 @@ Step FindStep(const Profile& profile, double sign)
     const int first = std::max(profile.first() + kStepWidth, -kInward), last = profile.last() - kStepWidth;
     if (first > last) return {};
     std::array<double, kLength + 2> heights{}; /* one more on either side, so that ends are no special case */
-    const auto height = [&](int k) -> double& { return heights[static_cast<size_t>(k + kInner + 1)]; };
+    const auto height = [&](int k) -> double& {
+        const int index = k + kInner + 1;
+        return heights[static_cast<size_t>(index)];
+    };
     int best = first;
     for (int k = first; k <= last; ++k) {
         double sum = 0.0;
@@ -178,6 +187,7 @@ Steps FindSteps(const std::vector<Profile>& profiles, const std::vector<double>&
 double SignOf(const std::vector<Profile>& profiles)
 {
     std::vector<double> contrasts;
+    contrasts.reserve(profiles.size());
     for (const Profile& profile : profiles) contrasts.push_back(profile.Mean(-6, -2) - profile.Mean(2, 6));
     return Median(contrasts) < 0.0 ? -1.0 : 1.0;
 }

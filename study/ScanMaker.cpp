@@ -519,13 +519,19 @@ Scan MakePasted(std::uint64_t seed, const std::vector<RealScan>& real)
     double bright = white;
     if (bright == 0.0) {
         std::vector<double> values;
-        for (double v = 0.1; v < 0.9; v += 0.02)
-            for (double u = 0.1; u < 0.9; u += 0.02)
+        double v = 0.1;
+        while (v < 0.9) {
+            double u = 0.1;
+            while (u < 0.9) {
                 values.push_back(Blend(paper,
                                        paper.corners[0].x + u * (paper.corners[1].x - paper.corners[0].x) +
                                            v * (paper.corners[3].x - paper.corners[0].x),
                                        paper.corners[0].y + u * (paper.corners[1].y - paper.corners[0].y) +
                                            v * (paper.corners[3].y - paper.corners[0].y)));
+                u += 0.02;
+            }
+            v += 0.02;
+        }
         std::nth_element(values.begin(), values.begin() + static_cast<long>(values.size() * 2 / 3), values.end());
         bright = values[values.size() * 2 / 3];
     }

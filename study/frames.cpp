@@ -199,9 +199,9 @@ std::string Table(const char* folder, bool list)
         if (std::strstr(set.name, "aside") != nullptr) aside.insert(aside.end(), outcomes.begin(), outcomes.end());
         std::fprintf(stderr, "%s\n", set.name);
         for (size_t i = 0; list && i < outcomes.size(); ++i)
-            std::printf("%s\t%zu\t%d\t%d\t%.3f\t%.3f\t%.4f\t%s\n", set.name, set.from + i, outcomes[i].reachable,
-                        outcomes[i].delivered, outcomes[i].score, outcomes[i].chosen.skew_error,
-                        outcomes[i].chosen.overlap, outcomes[i].kind.c_str());
+            std::printf("%s\t%zu\t%d\t%d\t%.3f\t%.3f\t%.4f\t%s\n", set.name, static_cast<size_t>(set.from) + i,
+                        outcomes[i].reachable, outcomes[i].delivered, outcomes[i].score,
+                        outcomes[i].chosen.skew_error, outcomes[i].chosen.overlap, outcomes[i].kind.c_str());
     }
     return table + Rows("all aside", aside);
 }
