@@ -120,7 +120,7 @@ Problem CheckOrdinary(const std::string& name)
 
 Problem CheckFree(const std::string& name, SafeFile::Existing existing)
 {
-    const Problem problem = CheckOrdinary(name);
+    Problem problem = CheckOrdinary(name);
     if (problem) return problem;
     if (existing == SafeFile::Existing::replace || !Exists(name)) return {};
     return {Code::exists, "write", "exists already; --overwrite replaces it"};

@@ -140,7 +140,7 @@ std::string Claims::ClaimReports(const Options& options)
 std::string Claims::ClaimDrawing(const Options& options, const std::string& stem)
 {
     for (int use = 1;; ++use) {
-        const std::string name = stem + (use > 1 ? "~" + std::to_string(use) : "") + ".svg";
+        std::string name = stem + (use > 1 ? "~" + std::to_string(use) : "") + ".svg";
         if (Claim((fs::path(options.overlay) / name).string(), false).empty()) return name;
     }
 }
