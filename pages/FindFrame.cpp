@@ -24,7 +24,6 @@ namespace quarlo
 namespace
 {
 
-constexpr double kLeastScore = 0.4;     /* below it a frame is not trusted */
 constexpr double kLeastOfCopy = 0.5;    /* likewise, where it was found in a copy, which shows more than there is */
 constexpr double kGoodRank = 0.75;      /* from it on nothing else is tried but the list in hand */
 constexpr double kExcellentRank = 0.96; /* from it on nothing else is tried */
@@ -306,7 +305,7 @@ Problem TrustIn(const Attempt& best, const SearchOptions& options)
 {
     /* Who gives the threshold by hand has looked at the picture; but the whole of it is no frame. */
     const bool by_hand = options.threshold != 0 && best.evidence.real > 0;
-    const double usual = best.prepared.empty() ? kLeastScore : kLeastOfCopy;
+    const double usual = best.prepared.empty() ? kTrustedScore : kLeastOfCopy;
     const double least = options.least_score >= 0.0 ? options.least_score : by_hand ? 0.0 : usual;
     if (best.evidence.score >= least) return {};
     char score[32];

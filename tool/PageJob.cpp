@@ -17,9 +17,6 @@ namespace tool
 namespace
 {
 
-/* What a frame has to reach to be trusted where no threshold is given by hand. */
-constexpr double kUsualScore = 0.4;
-
 std::string ScoreWarning(double score, bool finds_only)
 {
     char text[128];
@@ -88,7 +85,7 @@ private:
         if (!refusal_) refusal_ = Check(frame, options_.limits);
         delivers_frame_ = !refusal_;
         const bool by_hand = !known_.loaded() && options_.search.threshold != 0;
-        if (delivers_frame_ && by_hand && frame.score < kUsualScore)
+        if (delivers_frame_ && by_hand && frame.score < kTrustedScore)
             result_.report.warnings.push_back(ScoreWarning(frame.score, job_.finds_only));
         return {};
     }

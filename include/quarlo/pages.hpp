@@ -358,6 +358,9 @@ struct Frame {
     Trace trace;                 /**< filled on request */
 };
 
+/** Below this score a frame is not trusted; one found in a copy of the scan has to have a little more. */
+constexpr double kTrustedScore = 0.4;
+
 struct SearchOptions {
     Ground ground = Ground::automatic;
     int threshold = 0; /**< 1 to 255; 0: chosen */
