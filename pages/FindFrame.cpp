@@ -24,18 +24,17 @@ namespace quarlo
 namespace
 {
 
-constexpr double kLeastOfCopy = 0.5;    /* likewise, where it was found in a copy, which shows more than there is */
-constexpr double kGoodRank = 0.75;      /* from it on nothing else is tried but the list in hand */
-constexpr double kExcellentRank = 0.96; /* from it on nothing else is tried */
-constexpr double kGlanceScore = 0.25;   /* at a glance, below which a frame is not looked at thoroughly */
-constexpr double kAroundScore = 0.6;    /* of a frame that is preferred to any that lies in it */
-constexpr double kAroundArea = 1.2;     /* times the area of such a one */
+constexpr double kLeastOfCopy = 0.5;     /* score of a frame that was found in a copy, which may show too much */
+constexpr double kGoodRank = 0.75;       /* from it on nothing else is tried but the list in hand */
+constexpr double kExcellentRank = 0.96;  /* from it on nothing else is tried */
+constexpr double kGlanceScore = 0.25;    /* at a glance, below which a frame is not looked at thoroughly */
+constexpr double kLargerScore = 0.6;     /* of a frame that is preferred to smaller ones */
+constexpr double kLargerArea = 1.2;      /* times the area of such a one */
 constexpr double kOtherGroundRank = 0.9; /* times, of a frame found on a ground that the picture does not have */
 constexpr size_t kFewest = 4;            /* thresholds that are tried in any case */
 constexpr int kSweep = 3;                /* levels between the thresholds of a sweep */
 constexpr int kMaskThreshold = 127;
-constexpr double kGroundLevels =
-    7.0; /* off the ground all around, at which a frame is said to lie inside something */
+constexpr double kGroundLevels = 7.0; /* off the ground all around: the frame lies inside something */
 
 /* One run of detection, told in the scan's own pixels. */
 struct Attempt {
@@ -56,20 +55,20 @@ struct Attempt {
 };
 
 /*
- * Whether a lies around b, and is as real: then b is a picture or a block of print on the page, whose outline may well
- * be the sharper one.
+ * Whether a is so much larger than b, and as real, that b is taken for a picture or a block of print on a's page, whose
+ * outline may well be the sharper one.
  */
-bool LiesAround(const Attempt& a, const Attempt& b)
+bool Outgrows(const Attempt& a, const Attempt& b)
 {
-    return a.evidence.score >= kAroundScore && a.evidence.real >= b.evidence.real &&
-           a.area() > kAroundArea * b.area();
+    return a.evidence.score >= kLargerScore && a.evidence.real >= b.evidence.real &&
+           a.area() > kLargerArea * b.area();
 }
 
 bool IsBetter(const Attempt& a, const Attempt& b)
 {
     if (!a.found() || !b.found()) return a.progress() > b.progress();
-    if (LiesAround(a, b)) return true;
-    if (LiesAround(b, a)) return false;
+    if (Outgrows(a, b)) return true;
+    if (Outgrows(b, a)) return false;
     return a.evidence.rank > b.evidence.rank;
 }
 
@@ -237,11 +236,11 @@ private:
     {
         if (attempt->evidence.real < 3) return;
         if (planes_.empty()) planes_ = FitGround(view_);
+        const std::array<Point, 4> corners = CornersOf(attempt->detection.placement);
         double least = 255.0;
         for (size_t i = 0; i < 4; ++i) {
             const EdgeEvidence& edge = attempt->evidence.edges[i];
             if (edge.at_border) continue;
-            const std::array<Point, 4> corners = CornersOf(attempt->detection.placement);
             const Point a = corners[i], b = corners[(i + 1) % 4];
             for (const GroundPlane& plane : planes_)
                 least = std::min(least,

@@ -200,7 +200,10 @@ struct ReadLimits {
     std::uint64_t max_pixels = 0; /**< of a page; 0: what a bitmap can hold */
 };
 
-/** A picture file that is open for reading: its pages can be read one by one, in any order, any number of times. */
+/**
+ * A picture file that is open for reading: its pages can be read one by one, in any order, any number of times.
+ * Opening answers cannot_read, unknown_format, damaged, unsupported or out_of_memory.
+ */
 class Input
 {
 public:
@@ -213,7 +216,7 @@ public:
 
     virtual Format format() const = 0;
     virtual int page_count() const = 0; /**< at least 1 */
-    /** Page 0 is the first. */
+    /** Page 0 is the first. no_such_page, too_large, damaged, unsupported, cannot_read or out_of_memory. */
     virtual Problem Read(int index, const ReadLimits& limits, Page* page) = 0;
 };
 
@@ -223,14 +226,14 @@ struct WriteOptions {
     Format format = Format::unknown;
     Compression compression = Compression::same; /**< same: as the page's metadata say, where the format can */
     int quality = 0;                             /**< of JPEG, 1 to 100; 0: the source's tables, or 90 without */
-    std::uint64_t raw_bytes =
-        0; /**< of all pages uncompressed, where known: beyond 4 GiB TIFF files get wide offsets */
+    /** Of all pages uncompressed, where known: beyond 4 GiB TIFF files get wide offsets. */
+    std::uint64_t raw_bytes = 0;
 };
 
 /**
  * A file that appears under its name only when it is whole: made aside in the target's folder, flushed to disk, then
  * moved into place. Destroyed before Commit, it leaves nothing. A target that is a symbolic link is followed; the mode
- * of a file that is replaced is kept.
+ * of a file that is replaced is kept. Create and Commit answer exists or cannot_write; bad_argument for a second Commit.
  */
 class SafeFile
 {
@@ -244,7 +247,10 @@ public:
     virtual Problem Commit() = 0;
 };
 
-/** A picture file in the making. Pages are added in order; the file is whole after Finish. */
+/**
+ * A picture file in the making. Pages are added in order; the file is whole after Finish. All answer bad_argument,
+ * cannot_hold, cannot_write or out_of_memory.
+ */
 class Output
 {
 public:
@@ -282,8 +288,8 @@ struct Placement {
     PointRec center = {0, 0};
     int width = 0; /**< of the upright page */
     int height = 0;
-    std::array<LineRec, 4>
-        lines{}; /**< left-top, left-bottom, right-top, right-bottom, as CalBorderPoints leaves them */
+    /** Left-top, left-bottom, right-top, right-bottom, as CalBorderPoints leaves them. */
+    std::array<LineRec, 4> lines{};
 };
 
 /** The same page in a picture of another size, taken of the same area: scaled about the pictures' outlines. */
@@ -371,7 +377,7 @@ struct SearchOptions {
 
 /**
  * Finds the page. A frame is always given back: `problem` says whether it may be used, and where none was found, how
- * far the best attempt came.
+ * far the best attempt came: no_page, no_line, no_edge, not_trusted, bad_argument, invalid_bitmap or out_of_memory.
  */
 Frame FindFrame(const Bitmap& scan, const SearchOptions& options);
 
@@ -434,7 +440,11 @@ struct Result {
     Fill filled; /**< the colour that was used, also where it was taken from the scan */
 };
 
-/** Makes the page upright. The metadata are the scan's; lengths in millimetres need its resolution, 300 dpi without. */
+/**
+ * Makes the page upright. The metadata are the scan's; lengths in millimetres need its resolution, 300 dpi without. A
+ * frame that is not trusted is cut by as any other. Answers no_page, bad_argument, invalid_bitmap, too_large or
+ * out_of_memory.
+ */
 Problem Straighten(const Page& scan, const Frame& frame, const ResultOptions& options, Result* result);
 
 /* ---- Report ------------------------------------------------------------------------------------------------------ */
@@ -481,7 +491,7 @@ struct KnownPage {
     int page = 1;
     Placement placement;
 };
-/** The pages with a frame in the text of a report, in its order. */
+/** The pages with a frame in the text of a report, in its order; bad_report with the line and the cause. */
 Problem ReadReport(std::string_view text, std::vector<KnownPage>* pages);
 
 /* ---- Drawings ---------------------------------------------------------------------------------------------------- */
@@ -491,7 +501,7 @@ struct OverlayOptions {
     int longest = 1600; /**< pixels of the scan's longer side in the drawing, at most */
 };
 
-/** The scan, dimmed, with what FindFrame saw in it (ask it for the trace). */
+/** The scan, dimmed, with what FindFrame saw in it (ask it for the trace). bad_argument or out_of_memory. */
 Problem OverlaySvg(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, std::string* svg);
 Problem OverlayPng(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, Bytes* png);
 
