@@ -44,6 +44,8 @@ constexpr Words kWords[] = {
     {42, "The page is a smaller part of the scan than --min-area allows."},
     {50, "The report given to --apply cannot be read, or says nothing of this page."},
     {60, "The work was interrupted."},
+    {61, "The process that worked on the page did not live to finish it: the page made it crash, memory ran out, or "
+         "somebody ended it. Other pages are not concerned. Try the page alone, and with fewer --jobs."},
 };
 
 } // namespace

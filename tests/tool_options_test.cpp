@@ -37,7 +37,8 @@ TEST_F(ToolOptions, HelpNamesEveryOptionWithin100Columns)
           "--rotate",        "--depth",           "--smooth",        "--no-crop",       "--no-deskew",
           "-n, --dry-run",   "--angle",           "--json[=FILE]",   "--overlay",       "--apply",
           "--fail-fast",     "-q, --quiet",       "-v, --verbose",   "--explain",       "-h, --help",
-          "-V, --version"})
+          "-V, --version",   "-r, --recursive",   "--files-from",    "-0, --null",      "--shard",
+          "-j, --jobs",      "--max-pixels",      "--progress"})
         EXPECT_NE(std::string::npos, out.find("\n  " + std::string(name) + " ")) << name;
     std::istringstream lines(out);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 100u) << line;

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <sstream>
 #include <sys/ioctl.h>
 #include <thread>
 #include <unistd.h>
@@ -83,19 +84,22 @@ TEST_F(ToolSignals, SignalsEndTheRunWithTheirNumberAndAClosedReport)
         WaitFor("out/s0_q.png");
         kill(child, number);
         EXPECT_EQ(128 + number, Wait(child));
-        const std::string report = ReadAll(Path("report"));
-        const size_t last = report.rfind('\n', report.size() - 2) + 1;
-        const json summary = json::parse(report.substr(last))["summary"];
-        EXPECT_EQ(true, summary["interrupted"]);
-        EXPECT_EQ(128 + number, summary["exit_code"]);
-        const int done = summary["ok"];
-        EXPECT_LT(done, 200);
-        std::vector<std::string> left;
-        for (int i = 0; i < done; ++i) {
-            const std::string name = Path("out/s" + std::to_string(i) + "_q.png");
-            EXPECT_TRUE(ReadAll(Path("out/s0_q.png")) == ReadAll(name)) << name;
+        std::istringstream report(ReadAll(Path("report")));
+        std::string line, page;
+        json last;
+        for (int done = 0; std::getline(report, line); last = json::parse(line)) {
+            const json told = json::parse(line);
+            if (told.value("status", "") != "ok") continue;
+            const std::string name = Path(told["out"]), content = ReadAll(name);
+            if (done++ == 0) page = content;
+            EXPECT_TRUE(page == content && !page.empty()) << name;
             unlink(name.c_str());
         }
+        const json summary = last["summary"];
+        EXPECT_EQ(true, summary["interrupted"]);
+        EXPECT_EQ(128 + number, summary["exit_code"]);
+        EXPECT_GT(summary["ok"], 0);
+        EXPECT_LT(summary["ok"], 200);
         EXPECT_EQ("", Files("out"));
         unlink(Path("report").c_str());
     }

@@ -5,10 +5,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <new>
+#include <optional>
 #include <unistd.h>
 
 #include "Files.h"
+#include "Naming.h"
+#include "PageCrew.h"
 #include "ResultFile.h"
 #include "Signals.h"
 
@@ -21,7 +25,7 @@ namespace
 {
 
 /* A failure that is none of a page's own work; page 0: of the whole file. */
-void TellOf(int page, const Problem& problem, FileRecord* record)
+void AddFailure(int page, const Problem& problem, FileRecord* record)
 {
     record->pages.emplace_back();
     PageRecord& told = record->pages.back();
@@ -39,17 +43,36 @@ std::string NameWarning(const std::string& target, Format format)
     return target + " is written as " + std::string(NameOf(format)) + ", which its name does not say";
 }
 
+/* One result in the making: a file, and the pages that it is to hold. */
+struct Part {
+    std::vector<int> indices;
+    int number = 0; /* of its only page, where each page gets a file of its own */
+    std::string target;
+    Problem problem; /* it cannot be written */
+    bool exists = false;
+};
+
 class FileJob
 {
 public:
-    FileJob(const Call& call, FileRecord* record) : call_(call), options_(call.options), record_(*record) {}
+    FileJob(const Options& options, const KnownPages& known, const Source& source, Foreman* foreman,
+            FileRecord* record)
+        : options_(options), known_(known), source_(source), foreman_(*foreman), record_(*record)
+    {
+    }
 
     Problem Run()
     {
         Problem problem = Open();
         if (!problem) problem = Select();
-        if (!problem) problem = options_.dry_run ? FindPages() : MakeResults();
-        return problem;
+        if (!problem && !options_.dry_run) problem = Divide();
+        if (!problem) problem = ClaimNames();
+        if (problem) return problem;
+        if (options_.dry_run)
+            FindPages();
+        else
+            MakeResults();
+        return {};
     }
 
 private:
@@ -57,7 +80,7 @@ private:
 
     Problem Open()
     {
-        if (record_.input != "-") return Input::OpenFile(record_.input, &input_);
+        if (source_.name != "-") return Input::OpenFile(source_.name, &input_);
         Bytes bytes;
         Problem problem = ReadAll(STDIN_FILENO, &bytes);
         if (problem) return problem;
@@ -89,31 +112,99 @@ private:
 
     bool IsWhole() const { return static_cast<int>(indices_.size()) == input_->page_count(); }
 
+    /* Which pages go into which file. */
+    Problem Divide()
+    {
+        format_ = ResultFormat(options_, input_->format());
+        if (options_.in_place && format_ != input_->format())
+            return {Code::bad_argument, "write", "--in-place cannot change the format"};
+        const bool divides = indices_.size() > 1 && format_ != Format::tiff;
+        if (!divides && !NamesPages(options_)) {
+            parts_.push_back({indices_, 0, TargetOf(0), {}, false});
+            return {};
+        }
+        if (!options_.output.empty() || options_.in_place)
+            return {Code::cannot_hold, "write",
+                    "the format holds one page of the " + std::to_string(indices_.size()) +
+                        "; choose TIFF, --pages, or a file a page with -O"};
+        for (const int index : indices_) parts_.push_back({{index}, index + 1, TargetOf(index + 1), {}, false});
+        return {};
+    }
+
+    std::string TargetOf(int number) const { return ResultName(options_, source_, input_->format(), number); }
+
+    /* ---- Names ---- */
+
+    Problem ClaimNames()
+    {
+        Wishes wishes;
+        for (const Part& part : parts_) wishes.targets.push_back(part.target == "-" ? "" : part.target);
+        if (!options_.overlay.empty() && OverlayIsFolder(options_))
+            for (const int index : indices_) wishes.drawings.push_back(DrawingWish(index));
+        Grants grants;
+        if (!foreman_.Claim(wishes, &grants)) return Interrupted("write");
+        for (size_t i = 0; i < parts_.size(); ++i) Look(grants.complaints[i], &parts_[i]);
+        for (size_t i = 0; i < grants.drawings.size(); ++i) drawings_[indices_[i]] = grants.drawings[i];
+        return {};
+    }
+
+    std::string DrawingWish(int index) const
+    {
+        const std::string number = input_->page_count() > 1 ? "-" + std::to_string(index + 1) : "";
+        return (std::filesystem::path(source_.below) / (StemOf(source_.name) + number)).string();
+    }
+
+    /* Whether the target may be written; it may also be left as it is. */
+    void Look(const std::string& complaint, Part* part) const
+    {
+        if (part->target == "-") return;
+        part->problem = CheckOrdinary(part->target);
+        if (part->problem) return;
+        if (!complaint.empty()) {
+            part->problem = {Code::exists, "write", complaint};
+            return;
+        }
+        part->exists = options_.existing == Existing::skip && Exists(part->target);
+        if (!part->exists) part->problem = CheckFree(part->target, Replacement());
+        if (part->problem) part->problem.reason = part->target + ": " + part->problem.reason;
+    }
+
     /* ---- The pages ---- */
 
-    /* Works on a page, except for what becomes of its pixels. */
-    PageRecord& Take(int index, bool finds_only)
+    PageResult Work(int index) const
     {
         PageJob job;
         job.input = input_.get();
-        job.name = record_.input;
+        job.name = source_.name;
         job.index = index;
-        job.finds_only = finds_only;
-        const std::string drawing = options_.overlay.empty() ? "" : DrawingName(index);
+        job.finds_only = options_.dry_run;
+        const std::string drawing = options_.overlay.empty() ? "" : DrawingOf(index);
         if (!drawing.empty()) job.drawing = FormatOfName(drawing) == Format::png ? Drawing::png : Drawing::svg;
-
-        record_.pages.emplace_back();
-        PageRecord& page = record_.pages.back();
-        page.result = DoPage(job, options_, call_.known);
-        if (!page.result.drawing.empty()) SaveDrawing(drawing, &page);
-        return page;
+        return DoPage(job, options_, known_);
     }
 
-    std::string DrawingName(int index) const
+    std::string DrawingOf(int index) const
     {
-        if (!OverlayIsFolder(options_)) return options_.overlay;
-        const std::string number = input_->page_count() > 1 ? "-" + std::to_string(index + 1) : "";
-        return call_.claims.ClaimDrawing(options_, StemOf(record_.input) + number);
+        return OverlayIsFolder(options_) ? drawings_.at(index) : options_.overlay;
+    }
+
+    /* The pages that will be taken, in that order. A single one needs no help. */
+    void Engage(const std::vector<int>& indices)
+    {
+        if (indices.size() > 1)
+            crew_ = std::make_unique<PageCrew>(
+                indices, [this](int index) { return Work(index); }, &foreman_);
+    }
+
+    /* Works on a page, except for what becomes of its pixels. */
+    PageRecord& Take(int index)
+    {
+        record_.pages.emplace_back();
+        PageRecord& page = record_.pages.back();
+        page.result = crew_ ? crew_->Take() : Work(index);
+        page.result.report.file = source_.name; /* also where the work on it broke off */
+        if (!page.result.drawing.empty()) SaveDrawing(DrawingOf(index), &page);
+        return page;
     }
 
     void SaveDrawing(const std::string& drawing, PageRecord* page)
@@ -122,20 +213,30 @@ private:
         std::string name = drawing;
         if (OverlayIsFolder(options_)) name = (std::filesystem::path(options_.overlay) / drawing).string();
         page->drawing = drawing;
-        if (options_.existing != Existing::skip || !Exists(name))
-            page->result.drawing_problem = WriteFile(name, Replacement(), page->result.drawing);
+        if (MayWrite() && (options_.existing != Existing::skip || !Exists(name))) {
+            Problem& problem = page->result.drawing_problem;
+            if (!source_.below.empty()) problem = MakeFolderOf(name);
+            if (!problem) problem = WriteFile(name, Replacement(), page->result.drawing);
+        }
         page->result.drawing = std::string();
         for (auto& [stage, ms] : page->result.report.ms)
             if (stage == "overlay") ms += watch.ms();
     }
 
+    /* Inputs that come after the end of the work leave no trace. */
+    bool MayWrite()
+    {
+        if (!may_write_) may_write_ = foreman_.MayWrite();
+        return *may_write_;
+    }
+
     bool GoesOn(const PageRecord& page) const { return StopSignal() == 0 && !EndsWork(options_, page.result); }
 
-    Problem FindPages()
+    void FindPages()
     {
+        Engage(indices_);
         for (const int index : indices_)
-            if (!GoesOn(Take(index, true))) break;
-        return {};
+            if (!GoesOn(Take(index))) break;
     }
 
     /* ---- The results ---- */
@@ -146,69 +247,63 @@ private:
                                                                            : SafeFile::Existing::refuse;
     }
 
-    Problem MakeResults()
+    void MakeResults()
     {
-        format_ = ResultFormat(options_, input_->format());
-        if (options_.in_place && format_ != input_->format())
-            return {Code::bad_argument, "write", "--in-place cannot change the format"};
-        const bool divides = indices_.size() > 1 && format_ != Format::tiff;
-        if (!divides && !NamesPages(options_)) {
-            MakeResult(indices_, 0);
-            return {};
-        }
-        if (!options_.output.empty() || options_.in_place)
-            return {Code::cannot_hold, "write",
-                    "the format holds one page of the " + std::to_string(indices_.size()) +
-                        "; choose TIFF, --pages, or a file a page with -O"};
-        for (const int index : indices_) {
-            MakeResult({index}, index + 1);
+        std::vector<int> indices;
+        for (const Part& part : parts_)
+            if (!part.exists && !part.problem)
+                indices.insert(indices.end(), part.indices.begin(), part.indices.end());
+        Engage(indices);
+        for (const Part& part : parts_) {
+            if (part.problem)
+                TellOf(part);
+            else if (part.exists)
+                LeaveAsIs(part);
+            else
+                MakeResult(part);
             if (!record_.pages.empty() && !GoesOn(record_.pages.back())) break;
         }
-        return {};
     }
 
-    /* Whether the target may be written; it may also be left as it is. */
-    Problem ClaimTarget(const std::string& target, bool* skip)
+    void TellOf(const Part& part)
     {
-        if (target == "-") return {};
-        const std::string complaint = call_.claims.Claim(target, options_.in_place);
-        if (!complaint.empty()) return {Code::exists, "write", complaint};
-        *skip = options_.existing == Existing::skip && Exists(target);
-        Problem problem = *skip ? Problem{} : CheckFree(target, Replacement());
-        if (problem) problem.reason = target + ": " + problem.reason;
-        return problem;
+        AddFailure(part.number, part.problem, &record_);
+        if (part.problem.code == Code::cannot_write) record_.pages.back().target = part.target;
     }
 
-    /* One result of these pages; number: that of the only page of a result, else 0. */
-    void MakeResult(const std::vector<int>& indices, int number)
+    void LeaveAsIs(const Part& part)
     {
-        const std::string target = ResultName(options_, record_.input, input_->format(), number);
-        const Problem odd = target == "-" ? Problem{} : CheckOrdinary(target);
-        if (odd) {
-            TellOf(number, odd, &record_);
-            record_.pages.back().target = target;
-            return;
+        for (const int index : part.indices) {
+            record_.pages.emplace_back();
+            PageRecord& page = record_.pages.back();
+            page.exists = true;
+            page.target = part.target;
+            page.result.report.file = source_.name;
+            page.result.report.page = index + 1;
+            if (!options_.overlay.empty()) page.drawing = DrawingOf(index);
         }
-        bool skip = false;
-        const Problem problem = ClaimTarget(target, &skip);
-        if (problem) return TellOf(number, problem, &record_);
-        if (skip) return record_.skipped.push_back(target);
+    }
 
+    void MakeResult(const Part& part)
+    {
+        /* Files from folders keep their folders; where one cannot be made, neither can the file. */
+        if (!source_.below.empty()) MakeFolderOf(part.target);
         const size_t first = record_.pages.size();
         WriteOptions write = options_.write;
         write.format = format_;
-        ResultFile file(target, Replacement(), write, indices.size());
+        ResultFile file(part.target, Replacement(), write, part.indices.size());
         bool fails = false;
-        for (const int index : indices) {
-            PageRecord& page = Take(index, fails);
-            page.target = target;
+        for (const int index : part.indices) {
+            PageRecord& page = Take(index);
+            page.target = part.target;
             if (!fails) AddPage(&file, &page.result);
+            page.result.page = Page();
             fails = fails || !page.result.delivers();
             if (!GoesOn(page)) break;
         }
-        const std::string warning = NameWarning(target, format_);
+        const std::string warning = NameWarning(part.target, format_);
         if (!warning.empty()) record_.pages[first].result.report.warnings.push_back(warning);
-        if (fails || record_.pages.size() - first < indices.size())
+        if (fails || record_.pages.size() - first < part.indices.size())
             LeaveOut(first);
         else
             Finish(&file, first);
@@ -219,7 +314,6 @@ private:
         if (!page->delivers()) return;
         const Stopwatch watch;
         const Problem problem = file->Add(page->page, &page->report.warnings);
-        page->page = Page();
         page->report.ms.emplace_back("write", watch.ms());
         if (problem) page->Fail(Status::error, problem);
     }
@@ -231,7 +325,7 @@ private:
             return page.result.report.status == Status::copied;
         });
         const Stopwatch watch;
-        Problem problem = StopSignal() != 0 ? Interrupted("write") : Problem{};
+        Problem problem = StopSignal() != 0 || !MayWrite() ? Interrupted("write") : Problem{};
         if (!problem) problem = copied && CopiesBytes() ? FinishAsCopy(file) : file->Finish();
         record_.pages.back().result.report.ms.back().second += watch.ms();
         for (auto page = begin; page != record_.pages.end(); ++page) {
@@ -252,9 +346,9 @@ private:
     Problem FinishAsCopy(ResultFile* file)
     {
         if (options_.in_place) return {};
-        if (record_.input == "-") return file->FinishWith(stream_);
+        if (source_.name == "-") return file->FinishWith(stream_);
         Bytes bytes;
-        const Problem problem = ReadFile(record_.input, &bytes);
+        const Problem problem = ReadFile(source_.name, &bytes);
         return problem ? problem : file->FinishWith(bytes);
     }
 
@@ -279,13 +373,19 @@ private:
         }
     }
 
-    const Call& call_;
     const Options& options_;
+    const KnownPages& known_;
+    const Source& source_;
+    Foreman& foreman_;
     FileRecord& record_;
     Bytes stream_; /* standard input, where it may have to be copied */
     std::unique_ptr<Input> input_;
     std::vector<int> indices_; /* of the chosen pages */
     Format format_ = Format::unknown;
+    std::vector<Part> parts_;
+    std::map<int, std::string> drawings_; /* by index, where they go to a folder */
+    std::optional<bool> may_write_;
+    std::unique_ptr<PageCrew> crew_; /* uses what is above, so it goes first */
 };
 
 } // namespace
@@ -297,17 +397,25 @@ bool EndsWork(const Options& options, const PageResult& page)
     return options.on_fail == OnFail::stop && status != Status::ok;
 }
 
-FileRecord DoFile(const Call& call, const std::string& input)
+FileRecord FailedFile(const Source& input, const Problem& problem)
 {
     FileRecord record;
-    record.input = input;
+    record.input = input.name;
+    AddFailure(0, problem, &record);
+    return record;
+}
+
+FileRecord DoFile(const Options& options, const KnownPages& known, const Source& input, Foreman* foreman)
+{
+    FileRecord record;
+    record.input = input.name;
     Problem problem;
     try {
-        problem = FileJob(call, &record).Run();
+        problem = FileJob(options, known, input, foreman, &record).Run();
     } catch (const std::bad_alloc&) {
         problem = MemoryRanOut("write");
     }
-    if (problem) TellOf(0, problem, &record);
+    if (problem) AddFailure(0, problem, &record);
     return record;
 }
 

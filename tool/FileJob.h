@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "Naming.h"
 #include "PageJob.h"
 
 namespace tool
@@ -18,29 +17,59 @@ namespace tool
 struct PageRecord {
     PageResult result;     /**< without its pixels */
     std::string target;    /**< the name that was meant for its file */
-    std::string drawing;   /**< the name of its drawing, without the folder */
+    std::string drawing;   /**< the name of its drawing, in the folder of drawings where there is one */
     bool is_file = false;  /**< told of the file as a whole, no page was reached */
     bool left_out = false; /**< nothing is wrong with it, but with another page of its document */
+    bool exists = false;   /**< its result was there and is left as it is; nothing was done */
 };
 
 struct FileRecord {
     std::string input;
     std::vector<PageRecord> pages;
-    std::vector<std::string> skipped; /**< results that exist and were to be left */
 };
 
-/** What all files of a call share. */
-struct Call {
-    const Options& options;
-    const KnownPages& known;
-    Claims& claims;
+/** The names that an input asks for. */
+struct Wishes {
+    std::vector<std::string> targets;
+    std::vector<std::string> drawings; /**< in the folder of drawings, without extension */
+};
+/** What is answered to each. */
+struct Grants {
+    std::vector<std::string> complaints; /**< why a target may not be written; empty: it may */
+    std::vector<std::string> drawings;   /**< with extension, none given twice */
+};
+
+/**
+ * Who looks after the whole call: several inputs are worked on at a time, yet what comes of each must be as if they
+ * were taken one after the other.
+ */
+class Foreman
+{
+public:
+    virtual ~Foreman() = default;
+
+    /** Asks for names, once for an input. Answered in the order of the inputs; false: work has ended. */
+    virtual bool Claim(const Wishes& wishes, Grants* grants) = 0;
+    /** Asked before the first file of an input is put in its place; false: work has ended with an input before it. */
+    virtual bool MayWrite() = 0;
+
+    /** Pages of the input, beside the one that always may, that could be worked on now. */
+    virtual void WantSlots(int count) = 0;
+    /** How many of those may be, that is, have been granted since the last call. */
+    virtual int TakeSlots() = 0;
+    virtual void FreeSlots(int count) = 0;
+    /** Something to read there: perhaps another slot. */
+    virtual int descriptor() const = 0;
 };
 
 /** Whether the options ask to end all work after such a page. */
 bool EndsWork(const Options& options, const PageResult& page);
 
+/** A record of an input that was not begun or not finished. */
+FileRecord FailedFile(const Source& input, const quarlo::Problem& problem);
+
 /** Works on an input and writes its results. Only what cannot be told throws. */
-FileRecord DoFile(const Call& call, const std::string& input);
+FileRecord DoFile(const Options& options, const KnownPages& known, const Source& input, Foreman* foreman);
 
 } // namespace tool
 

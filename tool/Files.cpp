@@ -99,6 +99,12 @@ Problem MakeFolder(const std::string& name)
     return error ? WriteProblem(error.value()) : Problem{};
 }
 
+Problem MakeFolderOf(const std::string& file_name)
+{
+    const std::string folder = std::filesystem::path(file_name).parent_path().string();
+    return folder.empty() || IsFolder(folder) ? Problem{} : MakeFolder(folder);
+}
+
 bool Exists(const std::string& name)
 {
     struct stat status;

@@ -28,6 +28,8 @@ quarlo::Problem WriteFile(const std::string& name, quarlo::SafeFile::Existing ex
 
 /** With all folders on the way to it. */
 quarlo::Problem MakeFolder(const std::string& name);
+/** The folder that a file is to lie in. */
+quarlo::Problem MakeFolderOf(const std::string& file_name);
 
 bool Exists(const std::string& name);
 bool IsFolder(const std::string& name);

@@ -47,31 +47,12 @@ std::string ExtensionOf(const std::string& input, Format format)
     return std::string(NameOf(format));
 }
 
-/*
- * What tells a file from others: where it lies, or would come to lie, and what the system knows it by. The latter
- * changes when a file is made or replaced, the former is not the same for hard links.
- */
-std::vector<std::string> IdentitiesOf(const std::string& name)
+/* What the system knows a file by, whatever it is called; empty: there is none. No place looks like it. */
+std::string NumberOf(const std::string& name)
 {
-    std::error_code error;
-    const fs::path path = fs::weakly_canonical(fs::absolute(name, error), error);
-    std::vector<std::string> identities = {error ? name : path.string()};
     struct stat status;
-    if (stat(name.c_str(), &status) == 0)
-        identities.push_back(std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino));
-    return identities;
-}
-
-/* Whether one of the files has one of the identities. */
-bool HasAny(const std::set<std::string>& files, const std::vector<std::string>& identities)
-{
-    return std::any_of(identities.begin(), identities.end(),
-                       [&](const std::string& identity) { return files.count(identity) != 0; });
-}
-
-void Add(const std::string& name, std::set<std::string>* files)
-{
-    for (const std::string& identity : IdentitiesOf(name)) files->insert(identity);
+    if (stat(name.c_str(), &status) != 0) return "";
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }
 
 /* An extension means something; a dot alone is none. */
@@ -110,21 +91,58 @@ std::string OverlayComplaint(const Options& options)
 
 } // namespace
 
-Claims::Claims(const Options& options)
+Claims::Claims(const Options& options) : options_(options)
 {
-    for (const std::string& input : options.inputs)
-        if (input != "-") Add(input, &read_);
-    if (!options.apply.empty()) Add(options.apply, &applied_);
+    for (const Source& input : options.inputs)
+        if (input.name != "-") read_.insert(PlaceOf(input.name));
+    if (options.apply.empty()) return;
+    applied_.insert(PlaceOf(options.apply));
+    applied_.insert(NumberOf(options.apply));
+}
+
+/* Folders are few: each is looked up once, by whatever name. */
+std::string Claims::FolderOf(const std::string& name)
+{
+    const std::string spelled = fs::path(name).parent_path().string();
+    const auto [folder, is_new] = folders_.try_emplace(spelled);
+    if (is_new) {
+        std::error_code error;
+        const fs::path path = fs::weakly_canonical(fs::absolute(spelled.empty() ? "." : spelled, error), error);
+        folder->second = error ? spelled : path.lexically_normal().string();
+    }
+    return folder->second;
+}
+
+std::string Claims::PlaceOf(const std::string& name)
+{
+    return FolderOf(name) + "/" + fs::path(name).filename().string();
+}
+
+/* Links give an input other places; they matter only where there is a file. */
+bool Claims::IsInput(const std::string& place, const std::string& number)
+{
+    if (read_.count(place) != 0) return true;
+    if (number.empty()) return false;
+    if (!knows_numbers_) {
+        for (const Source& input : options_.inputs)
+            if (input.name != "-") read_numbers_.insert(NumberOf(input.name));
+        knows_numbers_ = true;
+    }
+    return read_numbers_.count(number) != 0;
 }
 
 std::string Claims::Claim(const std::string& name, bool in_place)
 {
-    const std::vector<std::string> identities = IdentitiesOf(name);
-    if (!in_place && HasAny(read_, identities))
+    const std::string place = PlaceOf(name), number = NumberOf(name);
+    const auto has = [&](const std::unordered_set<std::string>& files) {
+        return files.count(place) != 0 || (!number.empty() && files.count(number) != 0);
+    };
+    if (!in_place && IsInput(place, number))
         return name + " is an input, which is not written to; --in-place replaces inputs";
-    if (HasAny(applied_, identities)) return name + " is the report that is applied, which is not written to";
-    if (HasAny(written_, identities)) return name + " would be written twice";
-    written_.insert(identities.begin(), identities.end());
+    if (has(applied_)) return name + " is the report that is applied, which is not written to";
+    if (has(written_)) return name + " would be written twice";
+    written_.insert(place);
+    if (!number.empty()) written_.insert(number);
     return "";
 }
 
@@ -137,11 +155,12 @@ std::string Claims::ClaimReports(const Options& options)
     return Claim(OverlayIsFolder(options) ? SheetName(options) : options.overlay, false);
 }
 
-std::string Claims::ClaimDrawing(const Options& options, const std::string& stem)
+std::string Claims::ClaimDrawing(const std::string& name)
 {
-    for (int use = 1;; ++use) {
-        std::string name = stem + (use > 1 ? "~" + std::to_string(use) : "") + ".svg";
-        if (Claim((fs::path(options.overlay) / name).string(), false).empty()) return name;
+    for (;;) {
+        const int use = ++drawings_[name];
+        std::string drawing = name + (use > 1 ? "~" + std::to_string(use) : "") + ".svg";
+        if (Claim((fs::path(options_.overlay) / drawing).string(), false).empty()) return drawing;
     }
 }
 
@@ -152,9 +171,9 @@ std::string NamesComplaint(const Options& options)
     complaint = OutputComplaint(options);
     if (!complaint.empty()) return complaint;
     Claims claims(options);
-    for (const std::string& input : options.inputs) {
+    for (const Source& input : options.inputs) {
         if (options.dry_run) break;
-        const std::string name = ResultName(options, input, FormatOfName(input), 0);
+        const std::string name = ResultName(options, input, FormatOfName(input.name), 0);
         if (name != "-") complaint = claims.Claim(name, options.in_place);
         if (!complaint.empty()) return complaint;
     }
@@ -177,20 +196,20 @@ bool NamesPages(const Options& options)
 
 std::string StemOf(const std::string& input) { return input == "-" ? "stdin" : fs::path(input).stem().string(); }
 
-std::string ResultName(const Options& options, const std::string& input, Format input_format, int page)
+std::string ResultName(const Options& options, const Source& input, Format input_format, int page)
 {
-    if (options.in_place) return input;
+    if (options.in_place) return input.name;
     if (!options.output.empty()) return options.output;
     std::string name = options.name;
-    Replace(kExt, ExtensionOf(input, ResultFormat(options, input_format)), &name);
+    Replace(kExt, ExtensionOf(input.name, ResultFormat(options, input_format)), &name);
     if (page > 0 && !NamesPages(options)) {
         const fs::path plain(name);
         name = plain.stem().string() + "-" + std::to_string(page) + plain.extension().string();
     }
     if (page > 0) Replace(kPage, std::to_string(page), &name);
-    Replace(kStem, StemOf(input), &name);
-    const fs::path folder = options.folder.empty() ? fs::path(input).parent_path() : fs::path(options.folder);
-    return (folder / name).string();
+    Replace(kStem, StemOf(input.name), &name);
+    if (options.folder.empty()) return (fs::path(input.name).parent_path() / name).string();
+    return (fs::path(options.folder) / input.below / name).string();
 }
 
 bool OverlayIsFolder(const Options& options)

@@ -5,8 +5,9 @@
 #ifndef QUARLO_TOOL_NAMING_H
 #define QUARLO_TOOL_NAMING_H
 
-#include <set>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "Options.h"
@@ -24,7 +25,7 @@ quarlo::Format ResultFormat(const Options& options, quarlo::Format input_format)
 bool NamesPages(const Options& options);
 
 /** The name of an input's result; page 0: all pages are in one file. */
-std::string ResultName(const Options& options, const std::string& input, quarlo::Format input_format, int page);
+std::string ResultName(const Options& options, const Source& input, quarlo::Format input_format, int page);
 
 /** The file name without folder and extension; "stdin" for "-". */
 std::string StemOf(const std::string& input);
@@ -34,10 +35,14 @@ bool OverlayIsFolder(const Options& options);
 /** The name of the contact sheet in the folder of drawings. */
 std::string SheetName(const Options& options);
 
-/** The files of a call: what is read, and what is written. Each may be written once, and nothing that is read. */
+/**
+ * The files of a call: what is read, and what is written. Each may be written once, and nothing that is read. Of a
+ * million files, the names alone are kept, and the disk is asked about a file only where one stands at a target.
+ */
 class Claims
 {
 public:
+    /** All inputs count, also those of other shards. */
     explicit Claims(const Options& options);
 
     /** Takes a file for writing. Answers why it may not be; `in_place` is what was asked to replace an input. */
@@ -45,12 +50,21 @@ public:
     /** Takes the report, and the drawing or the contact sheet. Answers why one of them may not be written. */
     std::string ClaimReports(const Options& options);
     /** Takes a file for a drawing in the folder of drawings: of this name if it is free, else numbered. */
-    std::string ClaimDrawing(const Options& options, const std::string& stem);
+    std::string ClaimDrawing(const std::string& name);
 
 private:
-    std::set<std::string> read_;
-    std::set<std::string> applied_; /* the report that is applied */
-    std::set<std::string> written_;
+    std::string PlaceOf(const std::string& name);
+    std::string FolderOf(const std::string& name);
+    bool IsInput(const std::string& place, const std::string& number);
+
+    const Options& options_;
+    std::unordered_map<std::string, std::string> folders_; /* as spelled; what stands for each */
+    std::unordered_set<std::string> read_;                 /* places */
+    std::unordered_set<std::string> read_numbers_;         /* as the system knows them, once they are asked for */
+    bool knows_numbers_ = false;
+    std::unordered_set<std::string> applied_;       /* the report that is applied */
+    std::unordered_set<std::string> written_;       /* both */
+    std::unordered_map<std::string, int> drawings_; /* how often each name was asked for */
 };
 
 } // namespace tool

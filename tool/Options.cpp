@@ -12,6 +12,8 @@
 
 #include "Files.h"
 #include "Naming.h"
+#include "Reporter.h"
+#include "Sources.h"
 
 using namespace quarlo;
 
@@ -21,6 +23,7 @@ namespace tool
 namespace
 {
 
+constexpr int kMostJobs = 1024;
 constexpr const char* kEmptyValue = "the value is empty";
 
 constexpr const char* kFooter =
@@ -31,7 +34,8 @@ constexpr const char* kFooter =
     "\n"
     "Examples:\n"
     "  quarlo scan.tif                                  writes scan_q.tif beside it\n"
-    "  quarlo -O pages -f png --margin 2mm --json=report.jsonl --overlay check/ scans/*.jpg";
+    "  quarlo -O pages -f png --margin 2mm --json=report.jsonl --overlay check/ scans/*.jpg\n"
+    "  quarlo -r -O pages --skip-existing scans/        again after an interruption: does the rest";
 
 /* Names as people read them, one empty line between groups. */
 class HelpFormatter : public CLI::Formatter
@@ -143,6 +147,33 @@ std::string ReadFormat(const std::string& text, Format* format)
     return *format != Format::unknown ? "" : "\"" + text + "\" is none of bmp|png|jpeg|tiff|pnm";
 }
 
+void AddInputOptions(CLI::App* app, Options* options)
+{
+    Group group(app, "Many inputs");
+    group.Flag("-r,--recursive", &options->given.recursive, true,
+               "take the pictures in folders, and in all folders below them");
+    group.Text("--files-from", "FILE|-", &options->given.list,
+               "names of more inputs, one a line; -: from standard input");
+    group.Flag("-0,--null", &options->given.nul, true, "names in that list end in NUL characters");
+    group.Value(
+        "--shard", "I/N", [=](const std::string& text) { return ReadShard(text, &options->shard); },
+        "only the I-th of N equal parts of all inputs, for N machines");
+    group.Value(
+        "-j,--jobs", "auto|N",
+        [=](const std::string& text) { return ReadCount(text, "auto", 1, kMostJobs, &options->jobs); },
+        "pages worked on at a time (default auto: as cores and memory allow)");
+    group.Value(
+        "--max-pixels", "N", [=](const std::string& text) { return ReadPixels(text, &options->read.max_pixels); },
+        "refuse larger pictures before they are decoded; 200M are 200 million");
+    group.Choice<ProgressStyle>("--progress", &options->progress,
+                                {{"auto", ProgressStyle::automatic},
+                                 {"bar", ProgressStyle::bar},
+                                 {"lines", ProgressStyle::lines},
+                                 {"none", ProgressStyle::none}},
+                                "how far the work is, on standard error (default auto: a bar on a\n"
+                                "terminal, a line from time to time elsewhere)");
+}
+
 void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
 {
     Group group(app, "Output");
@@ -163,7 +194,9 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
         "format of the results (default: by the output's extension, else as\n"
         "the input)");
     group.Flag("--overwrite", &extras->overwrite, true, "replace files that exist");
-    group.Flag("--skip-existing", &extras->skip_existing, true, "leave out inputs whose result exists");
+    group.Flag("--skip-existing", &extras->skip_existing, true,
+               "leave out inputs whose result exists, and go on with the report\n"
+               "that exists: finishes a run that was interrupted");
     group.Flag("--in-place", &options->in_place, true, "replace each input by its result, safely");
     group.Choice<Compression>("--compress", &options->write.compression,
                               {{"same", Compression::same},
@@ -264,8 +297,9 @@ void AddInformationOptions(CLI::App* app, Options* options, Extras* extras)
 /* The names that systems have for the standard streams, too. */
 void NameStreams(Options* options)
 {
-    for (std::string& input : options->inputs)
-        if (input == "/dev/stdin") input = "-";
+    for (std::string& name : options->given.names)
+        if (name == "/dev/stdin") name = "-";
+    if (options->given.list == "/dev/stdin") options->given.list = "-";
     for (std::string* output : {&options->output, &options->json})
         if (*output == "/dev/stdout") *output = "-";
 }
@@ -286,19 +320,16 @@ std::string InPlaceComplaint(const Options& options, const Extras& extras)
         return "--in-place excludes -o, -O and --name";
     if (extras.overwrite || extras.skip_existing) return "--in-place excludes --overwrite and --skip-existing";
     if (!options.pages.empty()) return "--in-place with --pages would lose the other pages";
-    for (const std::string& input : options.inputs) {
-        if (input == "-") return "--in-place cannot replace standard input";
-        const Format own = FormatOfName(input);
-        if (options.write.format != Format::unknown && own != Format::unknown && own != options.write.format)
-            return input + ": --in-place cannot change the format";
-    }
+    const std::vector<std::string>& names = options.given.names;
+    if (std::find(names.begin(), names.end(), "-") != names.end())
+        return "--in-place cannot replace standard input";
     return "";
 }
 
 std::string StreamComplaint(const Options& options)
 {
-    const long from_stream = std::count(options.inputs.begin(), options.inputs.end(), "-");
-    if (from_stream > 1) return "standard input can be read once only";
+    const long from_stream = std::count(options.given.names.begin(), options.given.names.end(), "-");
+    if (from_stream + (options.given.list == "-" ? 1 : 0) > 1) return "standard input can be read once only";
     if (from_stream == 1 && !options.dry_run && options.output.empty() && options.folder.empty())
         return "the page from standard input needs -o or -O";
     const bool writes_page = options.output == "-" && !options.dry_run;
@@ -326,23 +357,36 @@ std::string CompressionComplaint(const Options& options)
     return Output::ToMemory(&bytes, write, &output).reason;
 }
 
-/* What does not go together. */
+/* What does not go together, whatever the inputs are. */
 std::string Complaint(const Options& options, const Extras& extras)
 {
-    if (options.inputs.empty()) return "no input is given";
-    for (const std::string& input : options.inputs)
-        if (input.empty()) return "the name of an input is empty";
+    if (options.given.names.empty() && options.given.list.empty()) return "no input is given";
+    for (const std::string& name : options.given.names)
+        if (name.empty()) return "the name of an input is empty";
+    if (options.given.nul && options.given.list.empty()) return "-0 is about --files-from";
     if (!options.output.empty() && !options.folder.empty()) return "-o and -O exclude each other";
     if (!options.output.empty() && extras.named) return "-o and --name exclude each other";
-    if (!options.output.empty() && options.inputs.size() > 1) return "-o takes a single input; use -O for several";
     if (extras.overwrite && extras.skip_existing) return "--overwrite and --skip-existing exclude each other";
     if (!options.apply.empty() && extras.searches) return "--apply does not search: it excludes --ground and -t";
     if (extras.quiet && extras.verbose) return "-q and -v exclude each other";
     std::string complaint = options.in_place ? InPlaceComplaint(options, extras) : "";
     if (complaint.empty()) complaint = StreamComplaint(options);
     if (complaint.empty()) complaint = FolderComplaint(options);
-    if (complaint.empty()) complaint = CompressionComplaint(options);
-    return complaint.empty() ? NamesComplaint(options) : complaint;
+    return complaint.empty() ? CompressionComplaint(options) : complaint;
+}
+
+/* What does not go with these inputs. */
+std::string InputsComplaint(const Options& options)
+{
+    if (!options.output.empty() && options.inputs.size() > 1) return "-o takes a single input; use -O for several";
+    if (options.in_place) {
+        for (const Source& input : options.inputs) {
+            const Format own = FormatOfName(input.name);
+            if (options.write.format != Format::unknown && own != Format::unknown && own != options.write.format)
+                return input.name + ": --in-place cannot change the format";
+        }
+    }
+    return NamesComplaint(options);
 }
 
 int Usage(const std::string& complaint)
@@ -371,8 +415,9 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
     CLI::App app{"Finds the page in a scan and gives it back upright and cropped to its exact size.\n", "quarlo"};
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(kFooter);
-    app.add_option("INPUT", options->inputs, "scans: BMP, PNG, JPEG, TIFF or PNM files; -: standard input")
+    app.add_option("INPUT", options->given.names, "scans: BMP, PNG, JPEG, TIFF or PNM files; -: standard input")
         ->option_text(" ");
+    AddInputOptions(&app, options);
     AddOutputOptions(&app, options, &extras);
     AddSearchOptions(&app, options);
     AddResultOptions(&app, options);
@@ -389,7 +434,14 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
     extras.searches = app.count("--ground") + app.count("--threshold") > 0;
     if (extras.explain >= 0) return ExplainCode(extras.explain);
     Combine(extras, options);
-    const std::string complaint = Complaint(*options, extras);
+    std::string complaint = Complaint(*options, extras);
+    if (!complaint.empty()) return Usage(complaint);
+    const Problem problem = ListSources(options);
+    if (problem) {
+        Say(options->given.list, WordsOf(problem));
+        return kFailed;
+    }
+    complaint = InputsComplaint(*options);
     if (!complaint.empty()) return Usage(complaint);
     return std::nullopt;
 }

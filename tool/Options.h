@@ -22,9 +22,30 @@ enum class OnFail { skip, copy, stop };
 /** What becomes of a file that is where a result is to be. */
 enum class Existing { refuse, replace, skip };
 enum class Talk { quiet, normal, verbose };
+/** How it is told how far the work is. */
+enum class ProgressStyle { automatic, bar, lines, none };
+
+/** One input. */
+struct Source {
+    std::string name; /**< "-": standard input */
+    std::string
+        below; /**< of a file that was found in a folder: where in that folder it lies, and its results below -O */
+};
+
+/** Whose names the call was given, before they are looked up; see Sources.h. */
+struct Given {
+    std::vector<std::string> names; /**< files, folders with `recursive`, or "-" */
+    std::string list;               /**< --files-from: a file's name, "-", or empty */
+    bool nul = false;               /**< names in the list end in NUL, not in line ends */
+    bool recursive = false;
+};
 
 struct Options {
-    std::vector<std::string> inputs; /**< "-": standard input */
+    Given given;
+    std::vector<Source> inputs; /**< all of them; `shard` says which are this call's */
+    Shard shard;
+    int jobs = 0; /**< pages worked on at a time; 0: as cores and memory allow */
+    quarlo::ReadLimits read;
 
     std::string output; /**< -o: a file's name, "-" for standard output, or empty */
     std::string folder; /**< -O, or empty */
@@ -47,6 +68,7 @@ struct Options {
     std::string apply;   /**< a report's name, or empty */
     bool fail_fast = false;
     Talk talk = Talk::normal;
+    ProgressStyle progress = ProgressStyle::automatic;
 };
 
 /** Reads the command line. Answers the exit code where there is nothing more to do: help was asked for, or it is wrong. */

@@ -65,7 +65,7 @@ private:
 
     Problem Read()
     {
-        Problem problem = job_.input->Read(job_.index, {}, &scan_);
+        Problem problem = job_.input->Read(job_.index, options_.read, &scan_);
         if (problem) return problem;
         PageReport& report = result_.report;
         report.width_in = scan_.bitmap.width();

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <set>
 
+#include "Naming.h"
 #include "Signals.h"
 
 using namespace quarlo;
@@ -102,9 +103,13 @@ bool Reporter::CheckOverlay()
 void Reporter::Tell(const FileRecord& file)
 {
     ++summary_.files;
-    for (const std::string& name : file.skipped)
-        if (options_.talk == Talk::verbose) Say(file.input, name + " exists and is left");
+    std::set<std::string> left;
     for (const PageRecord& page : file.pages) {
+        if (page.exists) {
+            if (options_.talk == Talk::verbose && left.insert(page.target).second)
+                Say(file.input, page.target + " exists and is left");
+            continue;
+        }
         TellPage(file, page);
         if (angles_.is_open() && !page.is_file) TellAngle(page);
         if (json_.is_open()) WriteLine(&json_, options_.json, ReportLine(page.result.report));

@@ -1,12 +1,12 @@
 /*
- * Run.cpp - a whole call: one input after the other.
+ * Run.cpp - a whole call.
  */
 #include "Run.h"
 
 #include <csignal>
 #include <cstdio>
 
-#include "FileJob.h"
+#include "Batch.h"
 #include "Reporter.h"
 #include "Signals.h"
 
@@ -31,13 +31,6 @@ bool Prepare(const Options& options, KnownPages* known)
     return !problem;
 }
 
-bool EndsWork(const Options& options, const FileRecord& file)
-{
-    for (const PageRecord& page : file.pages)
-        if (EndsWork(options, page.result)) return true;
-    return StopSignal() != 0;
-}
-
 } // namespace
 
 int Run(const Options& options)
@@ -48,11 +41,11 @@ int Run(const Options& options)
     if (!Prepare(options, &known) || !reporter.Open()) return kFailed;
     Claims claims(options);
     claims.ClaimReports(options); /* the command line was refused where that cannot be */
-    const Call call{options, known, claims};
-    for (size_t i = 0; i < options.inputs.size() && StopSignal() == 0; ++i) {
-        const FileRecord file = DoFile(call, options.inputs[i]);
-        reporter.Tell(file);
-        if (EndsWork(options, file)) break;
+    {
+        Batch batch(options, known, &claims);
+        batch.Run(
+            PartOf(options.shard, options.inputs.size()), [&](const FileRecord& file) { reporter.Tell(file); },
+            [](const FileRecord*) {});
     }
     if (StopSignal() != 0 && StopSignal() != SIGPIPE) std::fputs("quarlo: interrupted\n", stderr);
     return reporter.Close();

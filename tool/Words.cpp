@@ -18,6 +18,7 @@ namespace
 
 constexpr double kLongest = 1e6; /* of lengths; no picture comes near it */
 constexpr int kLastPage = 1000000;
+constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 40; /* no picture that can be read has as many */
 
 std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
@@ -197,6 +198,32 @@ std::string ReadPages(std::string_view text, std::vector<PageRange>* pages)
         read.push_back(range);
     }
     *pages = read;
+    return "";
+}
+
+std::string ReadShard(std::string_view text, Shard* shard)
+{
+    const std::vector<std::string_view> parts = Split(text, '/');
+    Shard read;
+    if (parts.size() != 2 || !Reads(parts[0], &read.number) || !Reads(parts[1], &read.count) || read.number < 1 ||
+        read.count < read.number)
+        return Quoted(text) + " is no part such as 2/5, the second of five";
+    *shard = read;
+    return "";
+}
+
+std::string ReadPixels(std::string_view text, std::uint64_t* pixels)
+{
+    const std::string lower = LowerCase(text);
+    std::string_view digits = lower;
+    std::uint64_t factor = 1, value = 0;
+    if (TakeEnd("k", &digits))
+        factor = 1000;
+    else if (TakeEnd("m", &digits))
+        factor = 1000000;
+    if (!Reads(digits, &value) || value < 1 || value > kMostPixels / factor)
+        return Quoted(text) + " is no number of pixels such as 200000000 or 200M";
+    *pixels = value * factor;
     return "";
 }
 

@@ -6,6 +6,7 @@
 #define QUARLO_TOOL_WORDS_H
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,12 @@ struct PageRange {
     int last = 0; /**< 0: to the end */
 };
 
+/** One of so many equal parts of the inputs, for as many machines; the first is 1. */
+struct Shard {
+    int number = 1;
+    int count = 1;
+};
+
 std::string LowerCase(std::string_view text);
 
 /** A finite number from `least` to `most`. */
@@ -31,6 +38,10 @@ std::string ReadWhole(std::string_view text, int least, int most, int* number);
 std::string ReadCount(std::string_view text, std::string_view word, int least, int most, int* count);
 /** "1-3,7" or "4-". */
 std::string ReadPages(std::string_view text, std::vector<PageRange>* pages);
+/** "2/5": the second of five. */
+std::string ReadShard(std::string_view text, Shard* shard);
+/** "200000000", "200M" or "200k". */
+std::string ReadPixels(std::string_view text, std::uint64_t* pixels);
 /** "0.25" or "25%". */
 std::string ReadShare(std::string_view text, double* share);
 /** white, black, edge, #rrggbb or #rgb. */

@@ -69,7 +69,8 @@ enum class Code : int {
     angle_limit = 41,    /**< the page is turned further than is allowed */
     area_limit = 42,     /**< the page is a smaller part of the scan than is allowed */
     bad_report = 50,     /**< no report, or none of this page in it */
-    interrupted = 60     /**< the caller asked to stop */
+    interrupted = 60,    /**< the caller asked to stop */
+    crashed = 61         /**< the process that worked on the page did not live to finish it */
 };
 
 /** The outcome of a call: nothing wrong, or a code, the stage that gave up and a reason in words. */

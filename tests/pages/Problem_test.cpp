@@ -39,6 +39,7 @@ bool IsCode(Code code)
     case Code::area_limit:
     case Code::bad_report:
     case Code::interrupted:
+    case Code::crashed:
         return true;
     }
     return false;
@@ -68,7 +69,7 @@ TEST(AllCodes, AreThoseOfTheEnumerationInAscendingOrder)
     std::vector<int> expected;
     for (int code = 0; code <= 300; ++code)
         if (IsCode(static_cast<Code>(code))) expected.push_back(code);
-    EXPECT_EQ(21u, expected.size());
+    EXPECT_EQ(22u, expected.size());
     EXPECT_EQ(expected, AllCodes());
 }
 
