@@ -314,6 +314,36 @@ std::string_view TakeLine(std::string_view* text)
 
 } // namespace
 
+bool ReadReportLine(std::string_view line, ToldPage* told)
+{
+    try {
+        const Json json = Parsed(line);
+        if (!json.is_object() || json.value("v", 0) != kVersion || json.count("frame") == 0) return false;
+        const auto number = [&](const char* name) {
+            const Json& value = Member(json, name);
+            return value.is_null() ? std::numeric_limits<double>::quiet_NaN() : Real(value, name);
+        };
+        const auto text = [&](const char* name) {
+            return json.value(name, Json()).is_string() ? json[name].get<std::string>() : "";
+        };
+        ToldPage read;
+        read.file = text("file");
+        read.page = Whole(Member(json, "page"), "page", 1);
+        read.status = ReadStatus(Member(json, "status"));
+        read.problem = {static_cast<Code>(Whole(Member(json, "code"), "code", 0)), text("stage"), text("reason")};
+        read.score = number("score");
+        read.angle_deg = number("angle_deg");
+        *told = std::move(read);
+        return true;
+    } catch (const BadLine&) {
+        return false;
+    } catch (const Json::type_error&) {
+        return false;
+    }
+}
+
+std::string ToldName(const std::string& file) { return Json::parse(Dumped(Json(file))).get<std::string>(); }
+
 Problem ReadReport(std::string_view text, std::vector<KnownPage>* pages)
 {
     std::vector<KnownPage> known;

@@ -4,9 +4,11 @@
 #include "Reporter.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <set>
 
 #include "Naming.h"
+#include "Progress.h"
 #include "Signals.h"
 
 using namespace quarlo;
@@ -59,6 +61,7 @@ std::string Account(const PageResult& result)
 
 void Say(std::string_view subject, std::string_view words)
 {
+    EraseBar();
     std::fprintf(stderr, "quarlo: %.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
                  static_cast<int>(words.size()), words.data());
 }
@@ -81,7 +84,7 @@ bool Reporter::Open()
 {
     Problem problem;
     if (options_.angle) problem = angles_.Open("-", Replacement());
-    if (!options_.json.empty()) problem = json_.Open(options_.json, Replacement());
+    if (!problem) problem = json_.Open(options_.json, options_.existing);
     if (problem) {
         Say(options_.json, WordsOf(problem));
         return false;
@@ -100,25 +103,48 @@ bool Reporter::CheckOverlay()
     return !problem;
 }
 
+bool Reporter::HasSheet() const { return !options_.overlay.empty() && OverlayIsFolder(options_); }
+
 void Reporter::Tell(const FileRecord& file)
 {
     ++summary_.files;
-    std::set<std::string> left;
     for (const PageRecord& page : file.pages) {
         if (page.exists) {
-            if (options_.talk == Talk::verbose && left.insert(page.target).second)
-                Say(file.input, page.target + " exists and is left");
+            TellLeft(file, page);
             continue;
         }
         TellPage(file, page);
         if (angles_.is_open() && !page.is_file) TellAngle(page);
-        if (json_.is_open()) WriteLine(&json_, options_.json, ReportLine(page.result.report));
-        if (!options_.overlay.empty() && OverlayIsFolder(options_)) TellSheet(file, page);
-        Count(page);
+        if (json_.is_open() && !failed_to_write_) {
+            if (options_.json == "-") EraseBar();
+            Note(options_.json, json_.Add(page.result.report));
+        }
+        if (HasSheet()) TellSheet(file, page);
+        Count(page.result.report.status);
     }
     if (options_.talk == Talk::quiet) return;
     TellLeftOut(file);
     TellWarnings(file);
+}
+
+/* What an earlier call told of the page holds on. */
+void Reporter::TellLeft(const FileRecord& file, const PageRecord& page)
+{
+    const int number = page.result.report.page;
+    if (options_.talk == Talk::verbose && (&page == file.pages.data() || (&page)[-1].target != page.target))
+        Say(file.input, page.target + " exists and is left");
+    const ReportFile::Told* told = json_.Keep(file.input, number);
+    if (told != nullptr) Count(told->status);
+    if (!HasSheet()) return;
+    SheetEntry entry;
+    entry.title = PageName(file.input, page);
+    if (Exists((std::filesystem::path(options_.overlay) / page.drawing).string())) entry.overlay = page.drawing;
+    if (told != nullptr) {
+        entry.status = told->status;
+        entry.score = told->score;
+        entry.angle_deg = told->angle_deg;
+    }
+    sheet_.push_back(std::move(entry));
 }
 
 void Reporter::TellPage(const FileRecord& file, const PageRecord& page)
@@ -162,7 +188,9 @@ void Reporter::TellAngle(const PageRecord& page)
     const PageReport& report = page.result.report;
     const std::string name = options_.inputs.size() > 1 ? report.file + "\t" : "";
     const std::string angle = report.status == Status::ok ? Format("%.3f", page.result.frame->angle_deg) : "-";
-    WriteLine(&angles_, "standard output", name + angle);
+    if (failed_to_write_) return;
+    EraseBar();
+    Note("standard output", angles_.Write(name + angle + "\n"));
 }
 
 void Reporter::TellSheet(const FileRecord& file, const PageRecord& page)
@@ -180,10 +208,10 @@ void Reporter::TellSheet(const FileRecord& file, const PageRecord& page)
     sheet_.push_back(std::move(entry));
 }
 
-void Reporter::Count(const PageRecord& page)
+void Reporter::Count(Status status)
 {
     ++summary_.pages;
-    switch (page.result.report.status) {
+    switch (status) {
     case Status::ok:
         ++summary_.ok;
         break;
@@ -203,20 +231,20 @@ void Reporter::Count(const PageRecord& page)
 }
 
 /* What cannot be told is said once. */
-void Reporter::WriteLine(TextFile* file, const std::string& name, const std::string& line)
+void Reporter::Note(const std::string& name, const Problem& problem)
 {
-    if (failed_to_write_) return;
-    const Problem problem = file->Write(line + "\n");
     if (!problem) return;
+    if (!failed_to_write_ && StopSignal() == 0) Say(name, WordsOf(problem));
     failed_to_write_ = failed_ = true;
-    if (StopSignal() == 0) Say(name, WordsOf(problem));
 }
 
 void Reporter::WriteSheet()
 {
     const std::string name = SheetName(options_);
-    if (options_.existing == Existing::skip && Exists(name)) return;
-    const Problem problem = WriteFile(name, Replacement(), ContactSheet(std::move(sheet_)));
+    /* A sheet shows what there is, also of earlier calls, so it is made anew where they are gone on with. */
+    const SafeFile::Existing existing =
+        options_.existing == Existing::skip ? SafeFile::Existing::replace : Replacement();
+    const Problem problem = WriteFile(name, existing, ContactSheet(std::move(sheet_)));
     if (!problem) return;
     failed_ = true;
     Say(name, WordsOf(problem));
@@ -231,14 +259,13 @@ int Reporter::ExitNow() const
 
 int Reporter::Close()
 {
-    if (!options_.overlay.empty() && OverlayIsFolder(options_)) WriteSheet();
+    if (HasSheet()) WriteSheet();
     summary_.exit_code = ExitNow();
     summary_.interrupted = StopSignal() != 0;
     summary_.ms = watch_.ms();
-    if (json_.is_open()) {
-        WriteLine(&json_, options_.json, SummaryLine(summary_));
-        const Problem problem = failed_to_write_ ? Problem{} : json_.Close();
-        if (problem) Say(options_.json, WordsOf(problem));
+    if (json_.is_open() && !failed_to_write_) {
+        const Problem problem = json_.Close(summary_);
+        if (problem && (problem.code != Code::interrupted)) Say(options_.json, WordsOf(problem));
         failed_ = failed_ || problem;
     }
     return ExitNow();

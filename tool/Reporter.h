@@ -11,6 +11,7 @@
 
 #include "FileJob.h"
 #include "Files.h"
+#include "ReportFile.h"
 
 namespace tool
 {
@@ -39,17 +40,20 @@ private:
     void TellLeftOut(const FileRecord& file);
     void TellAngle(const PageRecord& page);
     void TellSheet(const FileRecord& file, const PageRecord& page);
-    void Count(const PageRecord& page);
-    void WriteLine(TextFile* file, const std::string& name, const std::string& line);
+    bool HasSheet() const;
+    void TellLeft(const FileRecord& file, const PageRecord& page);
+    void Count(quarlo::Status status);
+    void Note(const std::string& name, const quarlo::Problem& problem);
     void WriteSheet();
     int ExitNow() const;
 
     const Options& options_;
     Stopwatch watch_;
-    TextFile json_, angles_;
+    ReportFile json_;
+    TextFile angles_;
     quarlo::Summary summary_;
     bool failed_ = false;          /* beside the pages */
-    bool failed_to_write_ = false; /* to the report, or the angles */
+    bool failed_to_write_ = false; /* to the report, or the angles, which has been said */
     std::vector<quarlo::SheetEntry> sheet_;
 };
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "Batch.h"
+#include "Progress.h"
 #include "Reporter.h"
 #include "Signals.h"
 
@@ -41,12 +42,15 @@ int Run(const Options& options)
     if (!Prepare(options, &known) || !reporter.Open()) return kFailed;
     Claims claims(options);
     claims.ClaimReports(options); /* the command line was refused where that cannot be */
-    {
-        Batch batch(options, known, &claims);
-        batch.Run(
-            PartOf(options.shard, options.inputs.size()), [&](const FileRecord& file) { reporter.Tell(file); },
-            [](const FileRecord*) {});
-    }
+    const Part part = PartOf(options.shard, options.inputs.size());
+    Progress progress(options, part.end - part.begin);
+    const auto tell = [&](const FileRecord& file) { reporter.Tell(file); };
+    const auto watch = [&](const FileRecord* file) {
+        if (file != nullptr) progress.Count(*file);
+        progress.Tick();
+    };
+    Batch(options, known, &claims).Run(part, tell, watch);
+    progress.Finish();
     if (StopSignal() != 0 && StopSignal() != SIGPIPE) std::fputs("quarlo: interrupted\n", stderr);
     return reporter.Close();
 }

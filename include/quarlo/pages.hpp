@@ -486,6 +486,20 @@ struct Summary {
 };
 std::string SummaryLine(const Summary& summary);
 
+/** What a line of a report tells of a page, as far as people ask for it. */
+struct ToldPage {
+    std::string file;
+    int page = 1;
+    Status status = Status::ok;
+    Problem problem;
+    double score = 0.0; /**< NaN: the line tells none */
+    double angle_deg = 0.0;
+};
+/** False: the line, which has no line end, tells of no page: it sums up, is cut short, or is none of a report. */
+bool ReadReportLine(std::string_view line, ToldPage* told);
+/** A file's name as reports spell it: the same, but for bytes that are no UTF-8. */
+std::string ToldName(const std::string& file);
+
 /** A page's placement as told by a report. */
 struct KnownPage {
     std::string file;

@@ -1,0 +1,174 @@
+/*
+ * ReportFile.cpp - the report in the making.
+ */
+#include "ReportFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace quarlo;
+
+namespace tool
+{
+
+namespace
+{
+
+constexpr size_t kChunk = 1 << 20;
+
+Problem CannotWrite(int error) { return {Code::cannot_write, "report", std::strerror(error)}; }
+
+bool IsOrdinary(const std::string& name)
+{
+    struct stat status;
+    if (name == "-" || name == kErrorStream) return false;
+    return stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+}
+
+} // namespace
+
+Problem ReportFile::Open(const std::string& name, Existing existing)
+{
+    if (name.empty()) return {};
+    Problem problem;
+    if (existing == Existing::skip && IsOrdinary(name))
+        problem = OpenJournal(name);
+    else
+        problem = file_.Open(name, existing == Existing::replace ? SafeFile::Existing::replace
+                                                                 : SafeFile::Existing::refuse);
+    is_open_ = !problem;
+    return problem;
+}
+
+/* ---- A report that is gone on with ---- */
+
+Problem ReportFile::OpenJournal(const std::string& name)
+{
+    journal_ = Owned(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (journal_.number() < 0) return CannotWrite(errno);
+    if (flock(journal_.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return {Code::cannot_write, "report", "another call is writing it"};
+    name_ = name;
+    return ReadJournal();
+}
+
+Problem ReportFile::ReadJournal()
+{
+    std::string rest;
+    std::vector<char> chunk(kChunk);
+    for (;;) {
+        const ssize_t count = read(journal_.number(), chunk.data(), chunk.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return {Code::cannot_read, "report", std::strerror(errno)};
+        if (count == 0) break;
+        rest.append(chunk.data(), static_cast<size_t>(count));
+        size_t begin = 0;
+        for (size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n', begin)) {
+            Learn(std::string_view(rest).substr(begin, end - begin), end_);
+            end_ += end + 1 - begin;
+            begin = end + 1;
+        }
+        rest.erase(0, begin);
+    }
+    is_new_ = end_ == 0;
+    /* A line that was cut short when its call was killed. */
+    if (!rest.empty() && ftruncate(journal_.number(), static_cast<off_t>(end_)) != 0) return CannotWrite(errno);
+    if (lseek(journal_.number(), static_cast<off_t>(end_), SEEK_SET) < 0) return CannotWrite(errno);
+    return {};
+}
+
+/* Of two lines about a page, the later one holds. */
+void ReportFile::Learn(std::string_view line, std::uint64_t offset)
+{
+    ToldPage page;
+    if (!ReadReportLine(line, &page)) return;
+    Told told;
+    told.status = page.status;
+    told.code = page.problem.code;
+    told.score = static_cast<float>(page.score);
+    told.angle_deg = static_cast<float>(page.angle_deg);
+    told.offset = offset;
+    told.size = line.size();
+    told_[page.file][page.page] = told;
+}
+
+Problem ReportFile::Append(const std::string& line)
+{
+    const Problem problem = WriteAll(journal_.number(), line + "\n");
+    if (problem) return problem;
+    lines_.push_back({end_, line.size()});
+    end_ += line.size() + 1;
+    return {};
+}
+
+const ReportFile::Told* ReportFile::Keep(const std::string& file, int page)
+{
+    const auto found = told_.find(ToldName(file));
+    if (found == told_.end() || found->second.count(page) == 0) return nullptr;
+    Told& told = found->second[page];
+    if (!told.is_old) lines_.push_back({told.offset, told.size});
+    told.is_old = true;
+    return &told;
+}
+
+Problem ReportFile::CopyLine(const Line& line, TextFile* file) const
+{
+    std::string text(line.size + 1, '\n');
+    size_t filled = 0;
+    while (filled < line.size) {
+        const ssize_t count = pread(journal_.number(), text.data() + filled, line.size - filled,
+                                    static_cast<off_t>(line.offset + filled));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0)
+            return {Code::cannot_read, "report", count < 0 ? std::strerror(errno) : "it has become shorter"};
+        filled += static_cast<size_t>(count);
+    }
+    return file->Write(text);
+}
+
+/* Lines of pages that this call did not come to, or does not know, stay: first, in their old order. */
+Problem ReportFile::PutInOrder(const Summary& summary)
+{
+    std::vector<Line> others;
+    for (const auto& [file, pages] : told_)
+        for (const auto& [page, told] : pages)
+            if (!told.is_old) others.push_back({told.offset, told.size});
+    std::sort(others.begin(), others.end(),
+              [](const Line& one, const Line& other) { return one.offset < other.offset; });
+    TextFile whole;
+    Problem problem = whole.Open(name_, SafeFile::Existing::replace);
+    for (const std::vector<Line>* lines : {&others, &lines_})
+        for (const Line& line : *lines)
+            if (!problem) problem = CopyLine(line, &whole);
+    if (!problem) problem = whole.Write(SummaryLine(summary) + "\n");
+    return problem ? problem : whole.Close();
+}
+
+/* ---- Both kinds ---- */
+
+Problem ReportFile::Add(const PageReport& page)
+{
+    if (journal_.number() < 0) return file_.Write(ReportLine(page) + "\n");
+    const auto found = told_.find(ToldName(page.file));
+    if (found != told_.end() && found->second.count(page.page) != 0) found->second[page.page].is_old = true;
+    return Append(ReportLine(page));
+}
+
+Problem ReportFile::Close(const Summary& summary)
+{
+    if (journal_.number() >= 0 && !is_new_) return PutInOrder(summary);
+    const std::string line = SummaryLine(summary);
+    if (journal_.number() >= 0) {
+        const Problem problem = Append(line);
+        return !problem && fsync(journal_.number()) != 0 && errno == EIO ? CannotWrite(errno) : problem;
+    }
+    const Problem problem = file_.Write(line + "\n");
+    return problem ? problem : file_.Close();
+}
+
+} // namespace tool

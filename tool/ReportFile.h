@@ -1,0 +1,73 @@
+/*
+ * ReportFile.h - the report in the making.
+ *
+ * As a rule it appears under its name when it is whole. Where existing results are left as they are, the work of several
+ * calls makes up one whole, and so do their reports: lines are added to the file that exists, each as soon as it is
+ * known, so that not even a killed call loses one; at the end the file is put in the order of the inputs.
+ */
+#ifndef QUARLO_TOOL_REPORTFILE_H
+#define QUARLO_TOOL_REPORTFILE_H
+
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "Files.h"
+#include "Options.h"
+#include "Process.h"
+
+namespace tool
+{
+
+class ReportFile
+{
+public:
+    /** What an earlier call told of a page. */
+    struct Told {
+        quarlo::Status status = quarlo::Status::ok;
+        quarlo::Code code = quarlo::Code::ok;
+        float score = 0.0F; /**< NaN: not told */
+        float angle_deg = 0.0F;
+        std::uint64_t offset = 0; /* of its line */
+        std::uint64_t size = 0;   /* without its end */
+        bool is_old = false;      /* replaced by a newer line, or placed among them */
+    };
+
+    /** No report where the name is empty. */
+    quarlo::Problem Open(const std::string& name, Existing existing);
+    bool is_open() const { return is_open_; }
+
+    quarlo::Problem Add(const quarlo::PageReport& page);
+    /** Takes over the line of a page whose result was left. Null: none tells of it. Valid until the next call. */
+    const Told* Keep(const std::string& file, int page);
+    /** The last line, and the end. */
+    quarlo::Problem Close(const quarlo::Summary& summary);
+
+private:
+    struct Line {
+        std::uint64_t offset;
+        std::uint64_t size;
+    };
+
+    quarlo::Problem OpenJournal(const std::string& name);
+    quarlo::Problem ReadJournal();
+    void Learn(std::string_view line, std::uint64_t offset);
+    quarlo::Problem Append(const std::string& line);
+    quarlo::Problem PutInOrder(const quarlo::Summary& summary);
+    quarlo::Problem CopyLine(const Line& line, TextFile* file) const;
+
+    bool is_open_ = false;
+    TextFile file_;
+    /* Where a report is gone on with: */
+    std::string name_;
+    Owned journal_;
+    std::uint64_t end_ = 0; /* of the journal */
+    std::unordered_map<std::string, std::map<int, Told>> told_;
+    std::vector<Line> lines_; /* in the order of the inputs */
+    bool is_new_ = true;      /* the journal was empty: what is added stands in order */
+};
+
+} // namespace tool
+
+#endif
