@@ -32,6 +32,7 @@ const MemoryCase kCases[] = {
     {"Pnm", "--apply report -o out.pgm --no-crop in.pgm", "out.pgm ", 7},
     {"Png", "--apply report -o out.png --depth 24 --rotate 90 in.png", "out.png ", 7},
     {"Tiff", "--apply report -o out.tif in.tif", "out.tif ", 7},
+    {"Document", "-j 2 --apply report2 -o out.tif two.tif", "out.tif ", 61},
     {"Search", "-o out.bmp in.bmp", "out.bmp ", 61},
     {"Report", "--json=out.json --overlay out.svg -n in.bmp", "out.json out.svg ", 61},
     {"Sheet", "-n --overlay out in.bmp", "out/in.svg out/index.html ", 61},
@@ -52,19 +53,20 @@ protected:
         sheet.center = {150.0, 150.0};
         sheet.angle_deg = 1.0;
         for (const char* name : {"in.bmp", "in.jpg", "in.pgm", "in.png", "in.tif"}) Make(name, sheet);
+        const quarlo::Page page = test::PageOf(sheet);
+        test::Save({&page, &page}, Path("two.tif"));
         ASSERT_EQ(0, Run("-n --json=report in.bmp")) << err;
+        ASSERT_EQ(0, Run("-n --json=report2 two.tif")) << err;
         inputs_ = Files();
     }
 
     /* Runs with the n-th allocation failing; false where there are fewer. */
     bool RunFailing(int n)
     {
-        const std::string settings = "FAIL_AT=" + std::to_string(n) + " FAIL_DONE='" + Path("done") + "' ";
+        const std::string settings = "FAIL_AT=" + std::to_string(n) + " FAIL_MARK='" + Path("mark") + "' ";
         code_ = Run("--version >/dev/null; " + settings + "LD_PRELOAD='" FAILING_MALLOC "' '" QUARLO_TOOL "' " +
                     GetParam().arguments);
-        const bool failed = !Exists(Path("done"));
-        std::filesystem::remove(Path("done"));
-        return failed;
+        return std::filesystem::remove(Path("mark"));
     }
 
     /* The outputs' bytes, which are then removed. Times differ from run to run, so those of reports are left out. */
@@ -84,13 +86,18 @@ protected:
         return all;
     }
 
-    /* A drawing may have been made before, and a report tells of the failure; both are whole. */
-    void TakeRest(int n)
+    /* Files may have been finished before, and a report tells of the failure; all are whole. */
+    void TakeRest(int n, const std::string& whole)
     {
         const std::string report = ReadAll(Path("out.json")), drawing = ReadAll(Path("out.svg"));
         EXPECT_TRUE(report.empty() || report.find("\"exit_code\":1,") != std::string::npos) << n;
         EXPECT_TRUE(drawing.empty() || drawing.find("</svg>") != std::string::npos) << n;
         for (const char* name : {"out.json", "out.svg", "out"}) std::filesystem::remove_all(Path(name));
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            if (entry.path().stem() == "out") {
+                EXPECT_TRUE(ReadAll(entry.path()) == whole) << n;
+                std::filesystem::remove(entry.path());
+            }
     }
 
     std::string inputs_;
@@ -112,7 +119,7 @@ TEST_P(ToolMemory, FailedAllocationEndsInAMessageOrInTheFullResult)
             ++failures;
             EXPECT_EQ(1, code_) << "allocation " << n << ": " << err;
             EXPECT_NE("", err) << "allocation " << n;
-            TakeRest(n);
+            TakeRest(n, whole);
         }
         ASSERT_EQ(inputs_, Files()) << "allocation " << n;
     }

@@ -41,9 +41,13 @@ Batch::Batch(const Options& options, const KnownPages& known, Claims* claims)
 {
 }
 
+/* Nobody is busy any more, unless memory ran out here. */
 Batch::~Batch()
 {
-    for (Worker& worker : workers_) worker.link.Close();
+    for (Worker& worker : workers_) {
+        if (worker.busy) kill(worker.process, SIGTERM);
+        worker.link.Close();
+    }
     for (const Worker& worker : workers_) WhyEnded(worker.process);
 }
 

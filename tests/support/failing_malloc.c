@@ -1,6 +1,7 @@
 /*
- * failing_malloc.c - preloaded into a program, makes its n-th allocation fail; n comes from FAIL_AT. Where no
- * allocation failed, because there are fewer, it says so at the end by the file that FAIL_DONE names.
+ * failing_malloc.c - preloaded into a program, makes its n-th allocation fail; n comes from FAIL_AT. A process that is
+ * forked counts on from where its parent was, so that one may fail in each. Where one has failed, it says so by the
+ * file that FAIL_MARK names.
  *
  * Counting starts with the program's own start. What the libraries that it is linked with do before that is theirs:
  * one of them crashes when it finds no memory then.
@@ -18,7 +19,12 @@ void* __libc_calloc(size_t num, size_t size);
 static const char* fail_at = NULL;
 static long calls = 0;
 
-static int fails(void) { return fail_at != NULL && ++calls == atol(fail_at); }
+static int fails(void)
+{
+    if (fail_at == NULL || ++calls != atol(fail_at)) return 0;
+    close(open(getenv("FAIL_MARK"), O_CREAT | O_WRONLY, 0600));
+    return 1;
+}
 
 void* malloc(size_t size) { return fails() ? NULL : __libc_malloc(size); }
 void* realloc(void* block, size_t size) { return fails() ? NULL : __libc_realloc(block, size); }
@@ -34,10 +40,4 @@ int __libc_start_main(main_function* program, int argc, char** argv, end_functio
     start_function* start = (start_function*)dlsym(RTLD_NEXT, "__libc_start_main");
     fail_at = getenv("FAIL_AT");
     return start(program, argc, argv, init, fini, loader_fini, stack_end);
-}
-
-static void __attribute__((destructor)) report(void)
-{
-    const char* name = getenv("FAIL_DONE");
-    if (fail_at != NULL && name != NULL && calls < atol(fail_at)) close(open(name, O_CREAT | O_WRONLY, 0600));
 }
