@@ -62,6 +62,7 @@ void Batch::HandOut()
 {
     while (MayBegin()) {
         Worker* worker = IdleWorker();
+        if (worker == nullptr && !workers_.empty()) return; /* those that there are will come to it */
         Job& job = jobs_[next_];
         if (worker == nullptr) {
             const Problem problem = {Code::out_of_memory, "page",

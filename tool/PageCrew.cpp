@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <fcntl.h>
 #include <new>
 #include <poll.h>
@@ -148,9 +147,8 @@ PageResult PageCrew::Take()
     Begin();
     if (children_.empty()) {
         const int index = indices_[begun_++];
-        if (StopSignal() != 0) return Failed(index, Interrupted("page"));
-        return Failed(index,
-                      {Code::out_of_memory, "page", std::string("no process for it: ") + std::strerror(errno)});
+        /* Where there is no process to be had, this one has to do. */
+        return StopSignal() != 0 ? Failed(index, Interrupted("page")) : work_(index);
     }
     WaitForNext();
     const Child child = std::move(children_.front());
