@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <regex>
 #include <string_view>
 #include <unistd.h>
 #include <unordered_set>
@@ -26,6 +25,10 @@ namespace tool
 namespace
 {
 
+using Names = std::unordered_set<std::string>;
+
+bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
+
 /*
  * Tells results of earlier runs from scans, in a folder that holds both: a name that the pattern makes of the stem of
  * another file there, with or without a page's number.
@@ -33,48 +36,75 @@ namespace
 class ResultNames
 {
 public:
-    explicit ResultNames(const std::string& pattern)
+    explicit ResultNames(std::string pattern)
     {
-        std::string expression;
-        bool has_stem = false;
-        for (std::string_view rest = pattern; !rest.empty();) expression += TakePiece(&rest, &has_stem);
         /* The number of a page that the pattern does not place is put before the extension. */
-        if (pattern.find("{page}") == std::string::npos) {
-            const size_t dot = expression.rfind("\\.");
-            expression.insert(dot == std::string::npos ? expression.size() : dot, "(?:-[0-9]+)?");
+        if (pattern.find(kPage) == std::string::npos) {
+            const size_t dot = pattern.rfind('.');
+            pattern.insert(dot == std::string::npos ? pattern.size() : dot, kNumber);
         }
-        if (has_stem) expression_ = std::make_unique<std::regex>(expression, std::regex::optimize);
+        pattern_ = pattern;
+        has_stem_ = pattern_.find(kStem) != std::string::npos;
     }
 
-    /* The stem that the name would be made of; empty: it is no result's name. */
-    std::string StemIn(const std::string& name) const
+    /* The longest of the stems that the name can be made of; empty: it is no result's name. */
+    std::string StemIn(const std::string& name, const Names& stems) const
     {
-        std::smatch match;
-        return expression_ && std::regex_match(name, match, *expression_) ? match[1].str() : "";
+        std::string stem;
+        return has_stem_ && Matches(name, pattern_, stems, &stem) ? stem : "";
     }
 
 private:
-    static std::string TakePiece(std::string_view* rest, bool* has_stem)
+    static constexpr std::string_view kStem = "{stem}", kPage = "{page}", kExt = "{ext}";
+    static constexpr std::string_view kNumber = "{-page}"; /* or nothing */
+
+    static bool Takes(std::string_view piece, std::string_view* text)
     {
-        constexpr std::string_view special = "^$\\.*+?()[]{}|";
-        const auto takes = [rest](std::string_view placeholder) {
-            const bool found = rest->substr(0, placeholder.size()) == placeholder;
-            if (found) rest->remove_prefix(placeholder.size());
-            return found;
-        };
-        if (takes("{stem}")) {
-            const bool again = *has_stem;
-            *has_stem = true;
-            return again ? "\\1" : "(.+)";
-        }
-        if (takes("{page}")) return "[0-9]+";
-        if (takes("{ext}")) return "[^.]+";
-        const char letter = rest->front();
-        rest->remove_prefix(1);
-        return special.find(letter) == std::string_view::npos ? std::string(1, letter) : std::string{'\\', letter};
+        const bool takes = text->substr(0, piece.size()) == piece;
+        if (takes) text->remove_prefix(piece.size());
+        return takes;
     }
 
-    std::unique_ptr<std::regex> expression_;
+    /* `stem` is filled where the pattern first asks for it, and is to be the same from there on. */
+    static bool Matches(std::string_view name, std::string_view pattern, const Names& stems, std::string* stem)
+    {
+        if (pattern.empty()) return name.empty();
+        if (Takes(kStem, &pattern)) return MatchesStem(name, pattern, stems, stem);
+        if (Takes(kPage, &pattern)) return MatchesRun(IsDigit, name, pattern, stems, stem);
+        if (Takes(kExt, &pattern))
+            return MatchesRun([](char letter) { return letter != '.'; }, name, pattern, stems, stem);
+        if (Takes(kNumber, &pattern))
+            return Matches(name, pattern, stems, stem) ||
+                   (Takes("-", &name) && MatchesRun(IsDigit, name, pattern, stems, stem));
+        return !name.empty() && name.front() == pattern.front() &&
+               Matches(name.substr(1), pattern.substr(1), stems, stem);
+    }
+
+    static bool MatchesStem(std::string_view name, std::string_view pattern, const Names& stems, std::string* stem)
+    {
+        if (!stem->empty()) return Takes(*stem, &name) && Matches(name, pattern, stems, stem);
+        for (size_t length = name.size(); length > 0; --length) {
+            *stem = name.substr(0, length);
+            if (stems.count(*stem) != 0 && Matches(name.substr(length), pattern, stems, stem)) return true;
+        }
+        stem->clear();
+        return false;
+    }
+
+    /* At least one such letter. */
+    template <class Belongs>
+    static bool MatchesRun(Belongs belongs, std::string_view name, std::string_view pattern, const Names& stems,
+                           std::string* stem)
+    {
+        while (!name.empty() && belongs(name.front())) {
+            name.remove_prefix(1);
+            if (Matches(name, pattern, stems, stem)) return true;
+        }
+        return false;
+    }
+
+    std::string pattern_;
+    bool has_stem_;
 };
 
 /* The pictures in a folder and below. */
@@ -104,32 +134,32 @@ private:
         /* That it cannot be read is told in its turn, like a file that cannot. */
         if (error) return found_.push_back({folder, below});
         std::sort(names.begin(), names.end());
-        const std::unordered_set<std::string> stems = StemsOf(names);
+        const Names stems = StemsOf(names);
         for (const std::string& name : names) {
             if (name[0] == '.') continue;
             const std::string path = (fs::path(folder) / name).string();
             const fs::file_status status = fs::symlink_status(path, error);
             if (fs::is_directory(status)) {
                 if (!IsOurs(path)) SearchIn(path, (fs::path(below) / name).string());
-            } else if (FormatOfName(name) != Format::unknown && !IsResult(name, stems) && !IsFolder(path)) {
+            } else if (FormatOfName(name) != Format::unknown && !IsResult(name, stems) && !CheckOrdinary(path)) {
                 found_.push_back({path, below});
             }
         }
     }
 
-    static std::unordered_set<std::string> StemsOf(const std::vector<std::string>& names)
+    static Names StemsOf(const std::vector<std::string>& names)
     {
-        std::unordered_set<std::string> stems;
+        Names stems;
         for (const std::string& name : names)
             if (FormatOfName(name) != Format::unknown) stems.insert(StemOf(name));
         return stems;
     }
 
-    bool IsResult(const std::string& name, const std::unordered_set<std::string>& stems) const
+    bool IsResult(const std::string& name, const Names& stems) const
     {
         if (!holds_results_) return false;
-        const std::string stem = results_.StemIn(name);
-        return !stem.empty() && stem != StemOf(name) && stems.count(stem) != 0;
+        const std::string stem = results_.StemIn(name, stems);
+        return !stem.empty() && stem != StemOf(name);
     }
 
     bool IsOurs(const std::string& folder) const
