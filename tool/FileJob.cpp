@@ -64,6 +64,7 @@ public:
     Problem Run()
     {
         Problem problem = Open();
+        if (problem && StopSignal() != 0) return Interrupted("read"); /* which is why it could not be read */
         if (!problem) problem = Select();
         if (!problem && !options_.dry_run) problem = Divide();
         if (!problem) problem = ClaimNames();
@@ -80,9 +81,10 @@ private:
 
     Problem Open()
     {
-        if (source_.name != "-") return Input::OpenFile(source_.name, &input_);
+        is_stream_ = source_.name == "-" || IsPipe(source_.name);
+        if (!is_stream_) return Input::OpenFile(source_.name, &input_);
         Bytes bytes;
-        Problem problem = ReadAll(STDIN_FILENO, &bytes);
+        Problem problem = source_.name == "-" ? ReadAll(STDIN_FILENO, &bytes) : ReadFile(source_.name, &bytes);
         if (problem) return problem;
         /* A copy needs the bytes themselves, and they come but once. */
         if (options_.on_fail == OnFail::copy) stream_ = bytes;
@@ -287,7 +289,8 @@ private:
     void MakeResult(const Part& part)
     {
         /* Files from folders keep their folders; where one cannot be made, neither can the file. */
-        if (!source_.below.empty()) MakeFolderOf(part.target);
+        const std::string folder = std::filesystem::path(part.target).parent_path().string();
+        if (!source_.below.empty() && !IsFolder(folder) && MayWrite()) MakeFolder(folder);
         const size_t first = record_.pages.size();
         WriteOptions write = options_.write;
         write.format = format_;
@@ -346,7 +349,7 @@ private:
     Problem FinishAsCopy(ResultFile* file)
     {
         if (options_.in_place) return {};
-        if (source_.name == "-") return file->FinishWith(stream_);
+        if (is_stream_) return file->FinishWith(stream_);
         Bytes bytes;
         const Problem problem = ReadFile(source_.name, &bytes);
         return problem ? problem : file->FinishWith(bytes);
@@ -378,7 +381,8 @@ private:
     const Source& source_;
     Foreman& foreman_;
     FileRecord& record_;
-    Bytes stream_; /* standard input, where it may have to be copied */
+    bool is_stream_ = false;
+    Bytes stream_; /* all of it, where it may have to be copied */
     std::unique_ptr<Input> input_;
     std::vector<int> indices_; /* of the chosen pages */
     Format format_ = Format::unknown;

@@ -117,6 +117,12 @@ bool IsFolder(const std::string& name)
     return stat(name.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+bool IsPipe(const std::string& name)
+{
+    struct stat status;
+    return stat(name.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
 Problem CheckOrdinary(const std::string& name)
 {
     struct stat status;

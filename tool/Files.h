@@ -33,6 +33,8 @@ quarlo::Problem MakeFolderOf(const std::string& file_name);
 
 bool Exists(const std::string& name);
 bool IsFolder(const std::string& name);
+/** A named pipe, whose content comes but once. */
+bool IsPipe(const std::string& name);
 /** Refuses what is there and can never be replaced, such as a device or a folder. */
 quarlo::Problem CheckOrdinary(const std::string& name);
 /** Refuses that, too, and with a hint what is there and may not be replaced. */
