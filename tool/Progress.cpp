@@ -50,7 +50,10 @@ double Share(const Stand& stand)
     return stand.inputs == 0 ? 1.0 : static_cast<double>(stand.done) / static_cast<double>(stand.inputs);
 }
 
-std::string Percent(const Stand& stand) { return std::to_string(static_cast<int>(100.0 * Share(stand))); }
+std::string Percent(const Stand& stand)
+{
+    return std::to_string(stand.inputs == 0 ? 100 : 100 * stand.done / stand.inputs);
+}
 
 double Rate(const Stand& stand)
 {
