@@ -97,6 +97,12 @@ private:
     }
     template <class Value>
     void Take(Value& value);
+    /* Not every byte is a truth value. */
+    void Take(bool& flag)
+    {
+        const std::string_view byte = TakeBytes(1);
+        flag = !byte.empty() && byte.front() != 0;
+    }
     void Take(std::string& text) { text = TakeBytes(TakeCount()); }
     void Take(Bytes& list)
     {
