@@ -23,6 +23,18 @@ constexpr size_t kChunk = 1 << 20;
 
 Problem CannotWrite(int error) { return {Code::cannot_write, "report", std::strerror(error)}; }
 
+Problem NoReport()
+{
+    return {Code::bad_report, "report", "it is there and is no report, so that it cannot be gone on with"};
+}
+
+/* As far as it goes. */
+bool BeginsLikeALine(std::string_view text)
+{
+    constexpr std::string_view begin = "{\"v\":";
+    return text.substr(0, begin.size()) == begin.substr(0, text.size());
+}
+
 bool IsOrdinary(const std::string& name)
 {
     struct stat status;
@@ -69,32 +81,31 @@ Problem ReportFile::ReadJournal()
         rest.append(chunk.data(), static_cast<size_t>(count));
         size_t begin = 0;
         for (size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n', begin)) {
-            Learn(std::string_view(rest).substr(begin, end - begin), end_);
+            const Problem problem = Learn(std::string_view(rest).substr(begin, end - begin), end_);
+            if (problem) return problem;
             end_ += end + 1 - begin;
             begin = end + 1;
         }
         rest.erase(0, begin);
     }
     is_new_ = end_ == 0;
+    if (is_new_ && !BeginsLikeALine(rest)) return NoReport();
     /* A line that was cut short when its call was killed. */
     if (!rest.empty() && ftruncate(journal_.number(), static_cast<off_t>(end_)) != 0) return CannotWrite(errno);
     if (lseek(journal_.number(), static_cast<off_t>(end_), SEEK_SET) < 0) return CannotWrite(errno);
     return {};
 }
 
-/* Of two lines about a page, the later one holds. */
-void ReportFile::Learn(std::string_view line, std::uint64_t offset)
+/* Of two lines about a page, the later one holds. A file that is no report is not gone on with, nor harmed. */
+Problem ReportFile::Learn(std::string_view text, std::uint64_t offset)
 {
     ToldPage page;
-    if (!ReadReportLine(line, &page)) return;
-    Told told;
-    told.status = page.status;
-    told.code = page.problem.code;
-    told.score = static_cast<float>(page.score);
-    told.angle_deg = static_cast<float>(page.angle_deg);
-    told.offset = offset;
-    told.size = line.size();
-    told_[page.file][page.page] = told;
+    std::vector<KnownPage> pages;
+    if (ReadReportLine(text, &page))
+        told_[page.file][page.page] = {{offset, text.size()}, false};
+    else if (ReadReport(text, &pages))
+        return NoReport();
+    return {};
 }
 
 Problem ReportFile::Append(const std::string& line)
@@ -106,29 +117,32 @@ Problem ReportFile::Append(const std::string& line)
     return {};
 }
 
-const ReportFile::Told* ReportFile::Keep(const std::string& file, int page)
+std::optional<ToldPage> ReportFile::Keep(const std::string& file, int page)
 {
     const auto found = told_.find(ToldName(file));
-    if (found == told_.end() || found->second.count(page) == 0) return nullptr;
+    if (found == told_.end() || found->second.count(page) == 0) return std::nullopt;
     Told& told = found->second[page];
-    if (!told.is_old) lines_.push_back({told.offset, told.size});
+    if (!told.is_old) lines_.push_back(told.line);
     told.is_old = true;
-    return &told;
+    std::string text;
+    ToldPage kept;
+    if (ReadLine(told.line, &text) || !ReadReportLine(text, &kept)) return std::nullopt;
+    return kept;
 }
 
-Problem ReportFile::CopyLine(const Line& line, TextFile* file) const
+Problem ReportFile::ReadLine(const Line& line, std::string* text) const
 {
-    std::string text(line.size + 1, '\n');
+    text->resize(line.size);
     size_t filled = 0;
     while (filled < line.size) {
-        const ssize_t count = pread(journal_.number(), text.data() + filled, line.size - filled,
+        const ssize_t count = pread(journal_.number(), text->data() + filled, line.size - filled,
                                     static_cast<off_t>(line.offset + filled));
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0)
             return {Code::cannot_read, "report", count < 0 ? std::strerror(errno) : "it has become shorter"};
         filled += static_cast<size_t>(count);
     }
-    return file->Write(text);
+    return {};
 }
 
 /* Lines of pages that this call did not come to, or does not know, stay: first, in their old order. */
@@ -137,14 +151,17 @@ Problem ReportFile::PutInOrder(const Summary& summary)
     std::vector<Line> others;
     for (const auto& [file, pages] : told_)
         for (const auto& [page, told] : pages)
-            if (!told.is_old) others.push_back({told.offset, told.size});
+            if (!told.is_old) others.push_back(told.line);
     std::sort(others.begin(), others.end(),
               [](const Line& one, const Line& other) { return one.offset < other.offset; });
+    std::string text;
     TextFile whole;
     Problem problem = whole.Open(name_, SafeFile::Existing::replace);
     for (const std::vector<Line>* lines : {&others, &lines_})
-        for (const Line& line : *lines)
-            if (!problem) problem = CopyLine(line, &whole);
+        for (const Line& line : *lines) {
+            if (!problem) problem = ReadLine(line, &text);
+            if (!problem) problem = whole.Write(text + "\n");
+        }
     if (!problem) problem = whole.Write(SummaryLine(summary) + "\n");
     return problem ? problem : whole.Close();
 }

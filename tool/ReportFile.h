@@ -9,6 +9,7 @@
 #define QUARLO_TOOL_REPORTFILE_H
 
 #include <map>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -23,39 +24,33 @@ namespace tool
 class ReportFile
 {
 public:
-    /** What an earlier call told of a page. */
-    struct Told {
-        quarlo::Status status = quarlo::Status::ok;
-        quarlo::Code code = quarlo::Code::ok;
-        float score = 0.0F; /**< NaN: not told */
-        float angle_deg = 0.0F;
-        std::uint64_t offset = 0; /* of its line */
-        std::uint64_t size = 0;   /* without its end */
-        bool is_old = false;      /* replaced by a newer line, or placed among them */
-    };
-
     /** No report where the name is empty. */
     quarlo::Problem Open(const std::string& name, Existing existing);
     bool is_open() const { return is_open_; }
 
     quarlo::Problem Add(const quarlo::PageReport& page);
-    /** Takes over the line of a page whose result was left. Null: none tells of it. Valid until the next call. */
-    const Told* Keep(const std::string& file, int page);
+    /** Takes over the line of a page whose result was left, and answers what it tells; nothing: there is none. */
+    std::optional<quarlo::ToldPage> Keep(const std::string& file, int page);
     /** The last line, and the end. */
     quarlo::Problem Close(const quarlo::Summary& summary);
 
 private:
     struct Line {
         std::uint64_t offset;
-        std::uint64_t size;
+        std::uint64_t size; /* without its end */
+    };
+    /* What an earlier call told of a page. */
+    struct Told {
+        Line line = {0, 0};
+        bool is_old = false; /* replaced by a newer line, or placed among them */
     };
 
     quarlo::Problem OpenJournal(const std::string& name);
     quarlo::Problem ReadJournal();
-    void Learn(std::string_view line, std::uint64_t offset);
+    quarlo::Problem Learn(std::string_view text, std::uint64_t offset);
     quarlo::Problem Append(const std::string& line);
     quarlo::Problem PutInOrder(const quarlo::Summary& summary);
-    quarlo::Problem CopyLine(const Line& line, TextFile* file) const;
+    quarlo::Problem ReadLine(const Line& line, std::string* text) const;
 
     bool is_open_ = false;
     TextFile file_;

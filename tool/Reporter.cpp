@@ -3,6 +3,7 @@
  */
 #include "Reporter.h"
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <set>
@@ -133,16 +134,17 @@ void Reporter::TellLeft(const FileRecord& file, const PageRecord& page)
     const int number = page.result.report.page;
     if (options_.talk == Talk::verbose && (&page == file.pages.data() || (&page)[-1].target != page.target))
         Say(file.input, page.target + " exists and is left");
-    const ReportFile::Told* told = json_.Keep(file.input, number);
-    if (told != nullptr) Count(told->status);
+    const std::optional<ToldPage> told = json_.Keep(file.input, number);
+    if (told) Count(told->status);
     if (!HasSheet()) return;
     SheetEntry entry;
     entry.title = PageName(file.input, page);
     if (Exists((std::filesystem::path(options_.overlay) / page.drawing).string())) entry.overlay = page.drawing;
-    if (told != nullptr) {
+    if (told) {
         entry.status = told->status;
-        entry.score = told->score;
-        entry.angle_deg = told->angle_deg;
+        entry.note = told->problem ? WordsOf(told->problem) : "";
+        if (!std::isnan(told->score)) entry.score = told->score;
+        if (!std::isnan(told->angle_deg)) entry.angle_deg = told->angle_deg;
     }
     sheet_.push_back(std::move(entry));
 }
