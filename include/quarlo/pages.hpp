@@ -499,6 +499,7 @@ Problem ReadReport(std::string_view text, std::vector<KnownPage>* pages);
 struct OverlayOptions {
     std::string title;  /**< such as the file's name and page */
     int longest = 1600; /**< pixels of the scan's longer side in the drawing, at most */
+    bool legend = true; /**< beside the scan: what was found, in words and numbers, and what the marks mean */
 };
 
 /** The scan, dimmed, with what FindFrame saw in it (ask it for the trace). bad_argument or out_of_memory. */
