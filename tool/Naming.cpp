@@ -199,6 +199,9 @@ bool OverlayIsFolder(const Options& options)
     return options.overlay.back() == '/' || !IsDrawing(MeaningfulExtension(options.overlay));
 }
 
-std::string SheetName(const Options& options) { return (fs::path(options.overlay) / "index.html").string(); }
+std::string SheetName(const Options& options, int page)
+{
+    return (fs::path(options.overlay) / quarlo::ContactSheet::NameOf(page)).string();
+}
 
 } // namespace tool

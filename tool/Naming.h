@@ -31,8 +31,8 @@ std::string StemOf(const std::string& input);
 
 /** Whether drawings go to a folder, not to one file. */
 bool OverlayIsFolder(const Options& options);
-/** The name of the contact sheet in the folder of drawings. */
-std::string SheetName(const Options& options);
+/** The name of a page of the contact sheet in the folder of drawings. */
+std::string SheetName(const Options& options, int page = 1);
 
 /** The files of a call: what is read, and what is written. Each may be written once, and nothing that is read. */
 class Claims

@@ -172,7 +172,7 @@ void Reporter::TellSheet(const FileRecord& file, const PageRecord& page)
         entry.score = page.result.frame->score;
         entry.angle_deg = page.result.frame->angle_deg;
     }
-    sheet_.push_back(std::move(entry));
+    sheet_.Add(entry);
 }
 
 void Reporter::Count(const PageRecord& page)
@@ -209,12 +209,15 @@ void Reporter::WriteLine(TextFile* file, const std::string& name, const std::str
 
 void Reporter::WriteSheet()
 {
-    const std::string name = SheetName(options_);
-    if (options_.existing == Existing::skip && Exists(name)) return;
-    const Problem problem = WriteFile(name, Replacement(), ContactSheet(std::move(sheet_)));
-    if (!problem) return;
-    failed_ = true;
-    Say(name, WordsOf(problem));
+    if (options_.existing == Existing::skip && Exists(SheetName(options_))) return;
+    for (int page = 1; page <= sheet_.page_count(); ++page) {
+        const std::string name = SheetName(options_, page);
+        const Problem problem = WriteFile(name, Replacement(), sheet_.Page(page));
+        if (!problem) continue;
+        failed_ = true;
+        Say(name, WordsOf(problem));
+        return;
+    }
 }
 
 int Reporter::ExitNow() const

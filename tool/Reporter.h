@@ -7,7 +7,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "FileJob.h"
 #include "Files.h"
@@ -50,7 +49,7 @@ private:
     quarlo::Summary summary_;
     bool failed_ = false;          /* beside the pages */
     bool failed_to_write_ = false; /* to the report, or the angles */
-    std::vector<quarlo::SheetEntry> sheet_;
+    quarlo::ContactSheet sheet_;
 };
 
 } // namespace tool
