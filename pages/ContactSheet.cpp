@@ -41,15 +41,15 @@ h1 { margin: 0 0 .5rem; font-size: 1.5rem; }
 .sheets p { margin: 0 .5rem 0 0; }
 .sheets a, .sheets b { min-width: 2.2rem; padding: .1rem .5rem; border: 1px solid var(--line); border-radius: .4rem;
   text-align: center; }
-.sheets a { color: var(--faint); }
-.sheets a[href] { background: var(--card); color: var(--focus); text-decoration: none; }
+.sheets a { border-color: transparent; color: var(--faint); }
+.sheets a[href] { border-color: var(--line); background: var(--card); color: var(--focus); text-decoration: none; }
 .sheets a[href]:hover { border-color: var(--focus); }
 .sheets b { border-color: var(--text); }
 .keys { margin: 1rem 0; color: var(--faint); font-size: .9rem; }
 .keys span { display: inline-block; margin-right: 1rem; }
 kbd { padding: 0 .35rem; border: 1px solid var(--line); border-radius: .25rem; background: var(--card);
   color: var(--text); font: inherit; }
-.pages { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(15rem, 100%), 1fr)); gap: 1rem; }
+.pages { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(13rem, 100%), 1fr)); gap: 1rem; }
 .pages > li { display: flex; min-width: 0; }
 .card { display: flex; flex-direction: column; width: 100%; overflow: hidden; border: 1px solid var(--line);
   border-radius: .6rem; background: var(--card); color: inherit; text-decoration: none; scroll-margin: 1rem; }
