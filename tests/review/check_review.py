@@ -272,6 +272,9 @@ def check_looks(reviewer, scheme, width):
         assert not low, f"{scheme}: too little contrast: {low}"
         scrolled, shown = reviewer.run("const root = document.documentElement; return [root.scrollWidth, innerWidth]")
         assert shown == width and scrolled <= width, f"{name} is {scrolled} wide in {shown}"
+        cut = reviewer.run("""return [...document.querySelectorAll('.card')].filter(
+            card => card.scrollWidth > card.clientWidth).map(card => card.textContent)""")
+        assert not cut, f"words are cut off: {cut}"
     dark = reviewer.run("return getComputedStyle(document.body).backgroundColor") == "rgb(18, 21, 26)"
     assert dark == (scheme == "dark")
     reviewer.open(SHEETS[0])
