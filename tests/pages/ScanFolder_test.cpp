@@ -125,8 +125,10 @@ TEST_F(ScanFolder, TableTellsWherePagesLie)
         }
         const Frame frame = FindFrame(page.bitmap, {});
         ASSERT_FALSE(frame.problem);
-        EXPECT_TRUE(study::Judge(line.corners, line.angle, frame.corners, frame.angle_deg, line.width, line.height)
-                        .IsGood());
+        const study::Quality quality =
+            study::Judge(line.corners, line.angle, frame.corners, frame.angle_deg, line.width, line.height);
+        EXPECT_LT(quality.skew_error, 0.15);
+        EXPECT_GT(quality.overlap, 0.99);
         ++pages;
     }
     EXPECT_EQ(pages, 57);
