@@ -45,16 +45,9 @@ protected:
     void SetUp() override
     {
         ToolTest::SetUp();
-        test::Sheet sheet;
-        sheet.scan_width = 300;
-        sheet.scan_height = 300;
-        sheet.width = 200.0;
-        sheet.height = 220.0;
-        sheet.center = {150.0, 150.0};
-        sheet.angle_deg = 1.0;
+        const test::Sheet sheet = test::SmallSheet();
         for (const char* name : {"in.bmp", "in.jpg", "in.pgm", "in.png", "in.tif"}) Make(name, sheet);
-        const quarlo::Page page = test::PageOf(sheet);
-        test::Save({&page, &page}, Path("two.tif"));
+        MakeDocument("two.tif", {sheet, sheet});
         ASSERT_EQ(0, Run("-n --json=report in.bmp")) << err;
         ASSERT_EQ(0, Run("-n --json=report2 two.tif")) << err;
         inputs_ = Files();

@@ -46,10 +46,6 @@ protected:
         }
         return arguments;
     }
-    void WaitFor(const std::string& name) const
-    {
-        while (!Exists(Path(name))) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
 };
 
 TEST_F(ToolSignals, InPlaceIsSafeUnderSigkillAtAnyMoment)

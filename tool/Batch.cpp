@@ -83,7 +83,7 @@ void Batch::HandOut()
 Batch::Worker* Batch::IdleWorker()
 {
     for (Worker& worker : workers_)
-        if (!worker.busy) return &worker;
+        if (!worker.busy && !worker.ends) return &worker;
     return NewWorker();
 }
 
@@ -156,6 +156,10 @@ void Batch::Obey(Worker* worker, const Message& message)
     case Topic::ready:
         job.waits_to_write = true;
         break;
+    case Topic::line:
+        (*announce_)(message.body);
+        SendMessage(worker->link.number(), Topic::noted);
+        break;
     case Topic::want:
         if (Unpack(message.body, &count)) worker->wants = count;
         break;
@@ -167,6 +171,7 @@ void Batch::Obey(Worker* worker, const Message& message)
     case Topic::done:
         if (!Unpack(message.body, &outcome)) return Lose(worker);
         if (outcome.closed_pipe) NoteClosedPipe();
+        worker->ends = outcome.ends;
         Finish(worker, std::move(outcome.record));
         break;
     default:
@@ -255,8 +260,9 @@ void Batch::PassOnSignal()
         if (worker.busy) kill(worker.process, SIGTERM);
 }
 
-void Batch::Run(Part part, const Teller& tell, const Watcher& watch)
+void Batch::Run(Part part, const Teller& tell, const Announcer& announce, const Watcher& watch)
 {
+    announce_ = &announce;
     watch_ = &watch;
     next_ = claims_next_ = told_ = part.begin;
     end_ = part.end;

@@ -27,6 +27,8 @@ class Batch
 public:
     /** Who is told of each input, in order. */
     using Teller = std::function<void(const FileRecord&)>;
+    /** Who takes down lines of the report before the files that they are about are there, in any order. */
+    using Announcer = std::function<void(const std::string&)>;
     /** Who is called when an input is finished, in any order, and often in between: then with null. */
     using Watcher = std::function<void(const FileRecord*)>;
 
@@ -36,13 +38,14 @@ public:
     Batch& operator=(const Batch&) = delete;
 
     /** Works on all inputs of the part, until one ends the work or a signal asks to stop. */
-    void Run(Part part, const Teller& tell, const Watcher& watch);
+    void Run(Part part, const Teller& tell, const Announcer& announce, const Watcher& watch);
 
 private:
     struct Worker {
         pid_t process;
         Owned link;
         bool busy = false;
+        bool ends = false; /* it was asked to stop */
         size_t input = 0;
         int slots = 0; /* that it has */
         int wants = 0; /* more */
@@ -83,6 +86,7 @@ private:
     size_t told_ = 0;            /* inputs before it are told of */
     bool ended_ = false;         /* an input ended the work: those after it do not count */
     bool passed_on_ = false;     /* the signal */
+    const Announcer* announce_ = nullptr;
     const Watcher* watch_ = nullptr;
 };
 

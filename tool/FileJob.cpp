@@ -335,16 +335,25 @@ private:
         const bool copied = std::all_of(begin, record_.pages.end(), [](const PageRecord& page) {
             return page.result.report.status == Status::copied;
         });
+        for (auto page = begin; page != record_.pages.end(); ++page) page->result.report.out = page->target;
         const Stopwatch watch;
-        Problem problem = StopSignal() != 0 || !MayWrite() ? Interrupted("write") : Problem{};
+        Problem problem = StopSignal() != 0 || !MayWrite() || !Announce(first) ? Interrupted("write") : Problem{};
         if (!problem) problem = copied && CopiesBytes() ? FinishAsCopy(file) : file->Finish();
         record_.pages.back().result.report.ms.back().second += watch.ms();
+        if (!problem) return;
         for (auto page = begin; page != record_.pages.end(); ++page) {
-            if (problem)
-                page->result.Fail(Status::error, problem);
-            else
-                page->result.report.out = page->target;
+            page->result.Fail(Status::error, problem);
+            page->result.report.out.clear();
         }
+    }
+
+    bool Announce(size_t first)
+    {
+        if (options_.existing != Existing::skip || options_.json.empty()) return true;
+        std::string lines;
+        for (size_t i = first; i < record_.pages.size(); ++i)
+            lines += ReportLine(record_.pages[i].result.report) + "\n";
+        return foreman_.Announce(lines);
     }
 
     /* Where the input and a copy of its pages are the same, byte for byte. */

@@ -52,6 +52,11 @@ public:
     virtual bool Claim(const Wishes& wishes, Grants* grants) = 0;
     /** Asked before the first file of an input is put in its place; false: work has ended with an input before it. */
     virtual bool MayWrite() = 0;
+    /**
+     * Hands over lines of the report about pages whose file is about to be put in its place: where a report is gone on
+     * with, no file is ever there without them, whenever the call is killed. False: work has ended.
+     */
+    virtual bool Announce(const std::string& lines) = 0;
 
     /** Pages of the input, beside the one that always may, that could be worked on now. */
     virtual void WantSlots(int count) = 0;

@@ -63,6 +63,8 @@ enum class Topic : std::uint32_t {
     grant, /**< to a worker: which of them it may write */
     ready, /**< to the foreman: the input's first file may be put in its place */
     go,    /**< to a worker: it may; with a body: it may not */
+    line,  /**< to the foreman: lines of the report about a file that is to be put in its place */
+    noted, /**< to a worker: they are written down */
     want,  /**< to the foreman: more pages could be worked on */
     slot,  /**< to a worker: one more page may be worked on */
     free,  /**< to the foreman: one page less will be worked on */

@@ -88,8 +88,7 @@ Problem ReportFile::ReadJournal()
         }
         rest.erase(0, begin);
     }
-    is_new_ = end_ == 0;
-    if (is_new_ && !BeginsLikeALine(rest)) return NoReport();
+    if (end_ == 0 && !BeginsLikeALine(rest)) return NoReport();
     /* A line that was cut short when its call was killed. */
     if (!rest.empty() && ftruncate(journal_.number(), static_cast<off_t>(end_)) != 0) return CannotWrite(errno);
     if (lseek(journal_.number(), static_cast<off_t>(end_), SEEK_SET) < 0) return CannotWrite(errno);
@@ -102,31 +101,52 @@ Problem ReportFile::Learn(std::string_view text, std::uint64_t offset)
     ToldPage page;
     std::vector<KnownPage> pages;
     if (ReadReportLine(text, &page))
-        told_[page.file][page.page] = {{offset, text.size()}, false};
+        told_[page.file][page.page] = {{offset, text.size()}, false, false};
     else if (ReadReport(text, &pages))
         return NoReport();
     return {};
 }
 
-Problem ReportFile::Append(const std::string& line)
+Problem ReportFile::Append(std::string_view text, Line* line)
 {
-    const Problem problem = WriteAll(journal_.number(), line + "\n");
+    const Problem problem = WriteAll(journal_.number(), std::string(text) + "\n");
     if (problem) return problem;
-    lines_.push_back({end_, line.size()});
-    end_ += line.size() + 1;
+    *line = {end_, text.size()};
+    end_ += text.size() + 1;
     return {};
+}
+
+Problem ReportFile::Announce(std::string_view lines)
+{
+    Problem problem;
+    while (journal_.number() >= 0 && !problem && !lines.empty()) {
+        const std::string_view text = lines.substr(0, lines.find('\n'));
+        lines.remove_prefix(std::min(text.size() + 1, lines.size()));
+        ToldPage page;
+        Line line;
+        problem = Append(text, &line);
+        if (!problem && ReadReportLine(text, &page)) told_[page.file][page.page] = {line, true, false};
+    }
+    return problem;
+}
+
+ReportFile::Told* ReportFile::Find(const std::string& file, int page)
+{
+    const auto pages = told_.find(ToldName(file));
+    if (pages == told_.end()) return nullptr;
+    const auto told = pages->second.find(page);
+    return told == pages->second.end() ? nullptr : &told->second;
 }
 
 std::optional<ToldPage> ReportFile::Keep(const std::string& file, int page)
 {
-    const auto found = told_.find(ToldName(file));
-    if (found == told_.end() || found->second.count(page) == 0) return std::nullopt;
-    Told& told = found->second[page];
-    if (!told.is_old) lines_.push_back(told.line);
-    told.is_old = true;
+    Told* told = Find(file, page);
+    if (told == nullptr) return std::nullopt;
+    if (!told->is_old) lines_.push_back(told->line);
+    told->is_old = true;
     std::string text;
     ToldPage kept;
-    if (ReadLine(told.line, &text) || !ReadReportLine(text, &kept)) return std::nullopt;
+    if (ReadLine(told->line, &text) || !ReadReportLine(text, &kept)) return std::nullopt;
     return kept;
 }
 
@@ -145,8 +165,19 @@ Problem ReportFile::ReadLine(const Line& line, std::string* text) const
     return {};
 }
 
+/* The journal holds what is to be told, and nothing else. */
+bool ReportFile::IsInOrder() const
+{
+    std::uint64_t at = 0;
+    for (const Line& line : lines_) {
+        if (line.offset != at) return false;
+        at += line.size + 1;
+    }
+    return at == end_;
+}
+
 /* Lines of pages that this call did not come to, or does not know, stay: first, in their old order. */
-Problem ReportFile::PutInOrder(const Summary& summary)
+Problem ReportFile::PutInOrder(const std::string& summary)
 {
     std::vector<Line> others;
     for (const auto& [file, pages] : told_)
@@ -162,7 +193,7 @@ Problem ReportFile::PutInOrder(const Summary& summary)
             if (!problem) problem = ReadLine(line, &text);
             if (!problem) problem = whole.Write(text + "\n");
         }
-    if (!problem) problem = whole.Write(SummaryLine(summary) + "\n");
+    if (!problem) problem = whole.Write(summary + "\n");
     return problem ? problem : whole.Close();
 }
 
@@ -171,21 +202,30 @@ Problem ReportFile::PutInOrder(const Summary& summary)
 Problem ReportFile::Add(const PageReport& page)
 {
     if (journal_.number() < 0) return file_.Write(ReportLine(page) + "\n");
-    const auto found = told_.find(ToldName(page.file));
-    if (found != told_.end() && found->second.count(page.page) != 0) found->second[page.page].is_old = true;
-    return Append(ReportLine(page));
+    Told* told = Find(page.file, page.page);
+    const bool is_there = told != nullptr && told->is_announced && !told->is_old && !page.out.empty();
+    if (told != nullptr) told->is_old = true;
+    Line line;
+    Problem problem;
+    if (is_there)
+        line = told->line;
+    else
+        problem = Append(ReportLine(page), &line);
+    if (!problem) lines_.push_back(line);
+    return problem;
 }
 
 Problem ReportFile::Close(const Summary& summary)
 {
-    if (journal_.number() >= 0 && !is_new_) return PutInOrder(summary);
-    const std::string line = SummaryLine(summary);
-    if (journal_.number() >= 0) {
-        const Problem problem = Append(line);
-        return !problem && fsync(journal_.number()) != 0 && errno == EIO ? CannotWrite(errno) : problem;
+    const std::string text = SummaryLine(summary);
+    if (journal_.number() < 0) {
+        const Problem problem = file_.Write(text + "\n");
+        return problem ? problem : file_.Close();
     }
-    const Problem problem = file_.Write(line + "\n");
-    return problem ? problem : file_.Close();
+    if (!IsInOrder()) return PutInOrder(text);
+    Line line;
+    const Problem problem = Append(text, &line);
+    return !problem && fsync(journal_.number()) != 0 && errno == EIO ? CannotWrite(errno) : problem;
 }
 
 } // namespace tool

@@ -2,8 +2,8 @@
  * ReportFile.h - the report in the making.
  *
  * As a rule it appears under its name when it is whole. Where existing results are left as they are, the work of several
- * calls makes up one whole, and so do their reports: lines are added to the file that exists, each as soon as it is
- * known, so that not even a killed call loses one; at the end the file is put in the order of the inputs.
+ * calls makes up one whole, and so do their reports: lines are added to the file that exists, each before the result that
+ * it is about is there, so that not even a killed call loses one; at the end the file is put in the order of the inputs.
  */
 #ifndef QUARLO_TOOL_REPORTFILE_H
 #define QUARLO_TOOL_REPORTFILE_H
@@ -28,6 +28,8 @@ public:
     quarlo::Problem Open(const std::string& name, Existing existing);
     bool is_open() const { return is_open_; }
 
+    /** Where a report is gone on with: writes lines down now that will be added in their turn. */
+    quarlo::Problem Announce(std::string_view lines);
     quarlo::Problem Add(const quarlo::PageReport& page);
     /** Takes over the line of a page whose result was left, and answers what it tells; nothing: there is none. */
     std::optional<quarlo::ToldPage> Keep(const std::string& file, int page);
@@ -36,20 +38,23 @@ public:
 
 private:
     struct Line {
-        std::uint64_t offset;
-        std::uint64_t size; /* without its end */
+        std::uint64_t offset = 0;
+        std::uint64_t size = 0; /* without its end */
     };
-    /* What an earlier call told of a page. */
+    /* What was told of a page, by an earlier call or as an announcement. */
     struct Told {
-        Line line = {0, 0};
+        Line line;
+        bool is_announced = false;
         bool is_old = false; /* replaced by a newer line, or placed among them */
     };
 
     quarlo::Problem OpenJournal(const std::string& name);
     quarlo::Problem ReadJournal();
     quarlo::Problem Learn(std::string_view text, std::uint64_t offset);
-    quarlo::Problem Append(const std::string& line);
-    quarlo::Problem PutInOrder(const quarlo::Summary& summary);
+    quarlo::Problem Append(std::string_view text, Line* line);
+    Told* Find(const std::string& file, int page);
+    bool IsInOrder() const;
+    quarlo::Problem PutInOrder(const std::string& summary);
     quarlo::Problem ReadLine(const Line& line, std::string* text) const;
 
     bool is_open_ = false;
@@ -60,7 +65,6 @@ private:
     std::uint64_t end_ = 0; /* of the journal */
     std::unordered_map<std::string, std::map<int, Told>> told_;
     std::vector<Line> lines_; /* in the order of the inputs */
-    bool is_new_ = true;      /* the journal was empty: what is added stands in order */
 };
 
 } // namespace tool

@@ -106,6 +106,11 @@ bool Reporter::CheckOverlay()
 
 bool Reporter::HasSheet() const { return !options_.overlay.empty() && OverlayIsFolder(options_); }
 
+void Reporter::Announce(const std::string& lines)
+{
+    if (json_.is_open() && !failed_to_write_) Note(options_.json, json_.Announce(lines));
+}
+
 void Reporter::Tell(const FileRecord& file)
 {
     ++summary_.files;

@@ -27,6 +27,8 @@ public:
 
     /** Makes sure that the report and the drawings can be written, before any work is done. False: it has been said. */
     bool Open();
+    /** Writes down what will be told of pages whose file is about to be put in its place, if a report is gone on with. */
+    void Announce(const std::string& lines);
     void Tell(const FileRecord& file);
     /** The end of the report, and the contact sheet. Answers the exit code. */
     int Close();

@@ -45,11 +45,12 @@ int Run(const Options& options)
     const Part part = PartOf(options.shard, options.inputs.size());
     Progress progress(options, part.end - part.begin);
     const auto tell = [&](const FileRecord& file) { reporter.Tell(file); };
+    const auto announce = [&](const std::string& lines) { reporter.Announce(lines); };
     const auto watch = [&](const FileRecord* file) {
         if (file != nullptr) progress.Count(*file);
         progress.Tick();
     };
-    Batch(options, known, &claims).Run(part, tell, watch);
+    Batch(options, known, &claims).Run(part, tell, announce, watch);
     progress.Finish();
     if (StopSignal() != 0 && StopSignal() != SIGPIPE) std::fputs("quarlo: interrupted\n", stderr);
     return reporter.Close();

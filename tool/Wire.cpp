@@ -173,7 +173,7 @@ void Fields(Wire& wire, Value& value)
         wire(value.input, value.pages);
     else {
         static_assert(std::is_same_v<T, Outcome>);
-        wire(value.record, value.closed_pipe);
+        wire(value.record, value.closed_pipe, value.ends);
     }
 }
 

@@ -39,6 +39,12 @@ public:
         return SendMessage(descriptor_, Topic::ready) && Await(Topic::go, &answer) && answer.body.empty();
     }
 
+    bool Announce(const std::string& lines) override
+    {
+        Message answer;
+        return SendMessage(descriptor_, Topic::line, lines) && Await(Topic::noted, &answer);
+    }
+
     void WantSlots(int count) override { SendMessage(descriptor_, Topic::want, Packed(count)); }
     void FreeSlots(int count) override { SendMessage(descriptor_, Topic::free, Packed(count)); }
 
@@ -85,6 +91,7 @@ int BeWorker(int descriptor, const Options& options, const KnownPages& known)
             Outcome outcome;
             outcome.record = DoFile(options, known, source, &foreman);
             outcome.closed_pipe = StopSignal() == SIGPIPE;
+            outcome.ends = StopSignal() != 0;
             if (!SendMessage(descriptor, Topic::done, Packed(outcome))) break;
         }
         return kDone;

@@ -16,6 +16,7 @@ int BeWorker(int descriptor, const Options& options, const KnownPages& known);
 struct Outcome {
     FileRecord record;
     bool closed_pipe = false; /**< nobody reads standard output any more */
+    bool ends = false;        /**< it was asked to stop and takes no other input */
 };
 
 } // namespace tool

@@ -81,6 +81,18 @@ Bitmap Make(int width, int height, int depth)
 
 } // namespace
 
+Sheet SmallSheet(double angle_deg)
+{
+    Sheet sheet;
+    sheet.scan_width = 300;
+    sheet.scan_height = 300;
+    sheet.width = 200.0;
+    sheet.height = 220.0;
+    sheet.center = {150.0, 150.0};
+    sheet.angle_deg = angle_deg;
+    return sheet;
+}
+
 Bitmap Draw(const Sheet& sheet)
 {
     Bitmap bitmap = Make(sheet.scan_width, sheet.scan_height, sheet.depth);

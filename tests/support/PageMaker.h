@@ -25,6 +25,9 @@ struct Sheet {
     bool written_on = false; /* bars of ink, and a block in the top left corner */
 };
 
+/* As small as a sheet may be that is found, for tests of many. */
+Sheet SmallSheet(double angle_deg = 1.0);
+
 /* Edges are smooth: a pixel that the edge halves is halfway between ground and paper. 24 bits: paper has less blue. */
 quarlo::Bitmap Draw(const Sheet& sheet);
 

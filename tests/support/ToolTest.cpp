@@ -1,12 +1,15 @@
 #include "support/ToolTest.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 using quarlo::Bitmap;
@@ -110,6 +113,7 @@ pid_t ToolTest::Start(const std::vector<std::string>& arguments, int input, int 
     for (std::string& argument : copies) argv.push_back(argument.data());
     argv.push_back(nullptr);
     const pid_t child = fork();
+    setpgid(child, 0); /* by whoever comes first */
     if (child != 0) return child;
     if (chdir(folder.c_str()) != 0) _exit(126);
     if (input >= 0) dup2(input, STDIN_FILENO);
@@ -130,6 +134,47 @@ void ToolTest::Make(const std::string& name, const Sheet& sheet)
 {
     const Page page = PageOf(sheet);
     Save({&page}, Path(name));
+}
+
+void ToolTest::MakeDocument(const std::string& name, const std::vector<Sheet>& sheets)
+{
+    std::vector<Page> pages;
+    std::vector<const Page*> list;
+    for (const Sheet& sheet : sheets) pages.push_back(PageOf(sheet));
+    for (const Page& page : pages) list.push_back(&page);
+    Save(list, Path(name));
+}
+
+std::map<std::string, std::string> ToolTest::Tree(const std::string& subfolder) const
+{
+    namespace fs = std::filesystem;
+    std::map<std::string, std::string> tree;
+    if (!fs::exists(folder + subfolder)) return tree;
+    for (const auto& entry : fs::recursive_directory_iterator(folder + subfolder))
+        tree[fs::relative(entry.path(), folder + subfolder).string()] =
+            entry.is_regular_file() ? ReadAll(entry.path().string()) : "";
+    return tree;
+}
+
+std::string ToolTest::Report(const std::string& name) const
+{
+    std::istringstream lines(ReadAll(Path(name)));
+    std::string report;
+    for (std::string line; std::getline(lines, line);) report += line.substr(0, line.rfind(",\"ms\":")) + "\n";
+    return report;
+}
+
+void ToolTest::Remove(const std::vector<std::string>& names) const
+{
+    for (const std::string& name : names) std::filesystem::remove_all(Path(name));
+}
+
+void ToolTest::WaitFor(const std::string& name) const
+{
+    /* The limit is for a tool that fails. */
+    for (int k = 0; k < 60000 && !Exists(Path(name)); ++k)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(Exists(Path(name))) << name;
 }
 
 std::string ToolTest::Files(const std::string& subfolder) const

@@ -4,6 +4,7 @@
 #ifndef QUARLO_TESTS_SUPPORT_TOOLTEST_H
 #define QUARLO_TESTS_SUPPORT_TOOLTEST_H
 
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -41,7 +42,7 @@ protected:
 
     /* Runs the tool in the folder, through the shell; `out` and `err` hold what it said. Answers the exit code. */
     int Run(const std::string& arguments);
-    /* Starts it without a shell; -1 leaves a stream as it is. */
+    /* Starts it without a shell, in a process group of its own; -1 leaves a stream as it is. */
     pid_t Start(const std::vector<std::string>& arguments, int input = -1, int output = -1);
     /* Its exit code, or minus the signal that ended it. */
     static int Wait(pid_t child);
@@ -49,6 +50,16 @@ protected:
     std::string Path(const std::string& name) const { return folder + name; }
     /* The drawn sheet as a file; the format by the name. */
     void Make(const std::string& name, const Sheet& sheet = {});
+    /* Several of them as one document. */
+    void MakeDocument(const std::string& name, const std::vector<Sheet>& sheets);
+    void Remove(const std::vector<std::string>& names) const;
+    /* Until there is such a file. */
+    void WaitFor(const std::string& name) const;
+
+    /* All that lies in the folder and below, with its content. */
+    std::map<std::string, std::string> Tree(const std::string& subfolder) const;
+    /* A report without times. */
+    std::string Report(const std::string& name) const;
     /* The files in the folder, sorted, with a space after each. */
     std::string Files(const std::string& subfolder = "") const;
 
