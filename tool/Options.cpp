@@ -180,6 +180,8 @@ void AddOutputOptions(CLI::App* app, Options* options, Extras* extras)
     group.Text("-o,--output", "FILE|-", &options->output, "the result of a single input; -: standard output");
     group.Text("-O,--output-dir", "DIR", &options->folder,
                "folder of the results, created if needed (default: the input's)");
+    group.Flag("--parents", &options->given.parents, true,
+               "below DIR keep the folders of the inputs' names, as cp does");
     group.Value(
         "--name", "PATTERN",
         [=](const std::string& text) {
@@ -367,6 +369,7 @@ std::string Complaint(const Options& options, const Extras& extras)
     if (!options.output.empty() && !options.folder.empty()) return "-o and -O exclude each other";
     if (!options.output.empty() && extras.named) return "-o and --name exclude each other";
     if (extras.overwrite && extras.skip_existing) return "--overwrite and --skip-existing exclude each other";
+    if (options.given.parents && options.folder.empty()) return "--parents is about -O";
     if (!options.apply.empty() && extras.searches) return "--apply does not search: it excludes --ground and -t";
     if (extras.quiet && extras.verbose) return "-q and -v exclude each other";
     std::string complaint = options.in_place ? InPlaceComplaint(options, extras) : "";

@@ -38,6 +38,7 @@ struct Given {
     std::string list;               /**< --files-from: a file's name, "-", or empty */
     bool nul = false;               /**< names in the list end in NUL, not in line ends */
     bool recursive = false;
+    bool parents = false; /**< results keep the folders of their inputs' names */
 };
 
 struct Options {

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace quarlo;
 
@@ -21,7 +22,7 @@ namespace
 
 constexpr double kBarPause = 0.2; /* seconds between two bars */
 constexpr double kLinePause = 10.0;
-constexpr int kShortestBar = 8;
+constexpr int kShortestBar = 6;
 constexpr int kLongestBar = 40;
 
 bool bar_is_shown = false;
@@ -93,17 +94,18 @@ std::string Bar(double share, int width, const BarStyle& style)
     return bar + (style.colour ? "\033[0m" : "");
 }
 
-/* The facts beside the bar, in words or shorter. */
+/* The facts beside the bar, in words or short. */
 std::string Facts(const Stand& stand, bool words, const BarStyle& style)
 {
-    std::string text =
-        Percent(stand) + (words ? " %  " : "%  ") + (words ? Pages(stand) : std::to_string(stand.pages));
-    text += "  " + Number("%.1f", Rate(stand)) + (words ? " pages/s" : "/s");
-    const std::string left = TimeLeft(stand);
-    if (!left.empty()) text += "  " + left + (words ? " left" : "");
-    if (stand.failed == 0) return text;
-    const std::string failed = std::to_string(stand.failed) + " failed";
-    return text + "  " + (style.colour ? "\033[31m" + failed + "\033[0m" : failed);
+    const std::string left = TimeLeft(stand), failed = std::to_string(stand.failed) + " failed";
+    std::vector<std::string> facts = {Percent(stand) + (words ? " %" : "%"),
+                                      words ? Pages(stand) : std::to_string(stand.pages) + "p",
+                                      Number("%.1f", Rate(stand)) + (words ? " pages/s" : "/s")};
+    if (!left.empty()) facts.push_back(left + (words ? " left" : ""));
+    if (stand.failed > 0) facts.push_back(style.colour ? "\033[31m" + failed + "\033[0m" : failed);
+    std::string text;
+    for (const std::string& fact : facts) text += (text.empty() ? "" : words ? "  " : " ") + fact;
+    return text;
 }
 
 bool IsSet(const char* name)
@@ -182,16 +184,19 @@ Progress::Progress(const Options& options, size_t inputs)
     next_ = style_ == ProgressStyle::lines ? kLinePause : kBarPause;
 }
 
+/* What was interrupted is neither done nor failed. */
 void Progress::Count(const FileRecord& file)
 {
-    ++stand_.done;
-    bool worked = false;
+    bool worked = false, interrupted = false;
     for (const PageRecord& page : file.pages) {
-        if (page.exists) continue;
+        interrupted = interrupted || page.result.report.problem.code == Code::interrupted;
+        if (page.exists || interrupted) continue;
         worked = true;
         ++stand_.pages;
         if (!page.result.delivers()) ++stand_.failed;
     }
+    if (interrupted) return;
+    ++stand_.done;
     if (worked) ++stand_.worked;
 }
 

@@ -162,6 +162,15 @@ Problem AddList(const Given& given, std::vector<Source>* inputs)
     return {};
 }
 
+/* The folders of a name, none of which leads up. */
+std::string ParentsOf(const std::string& name)
+{
+    fs::path parents;
+    for (const fs::path& folder : fs::path(name).lexically_normal().parent_path().relative_path())
+        if (folder != "..") parents /= folder;
+    return parents.string();
+}
+
 } // namespace
 
 Problem ListSources(Options* options)
@@ -171,17 +180,15 @@ Problem ListSources(Options* options)
     Problem problem;
     if (!options->given.list.empty()) problem = AddList(options->given, &named);
     if (problem) return problem;
-    if (!options->given.recursive) {
-        options->inputs = std::move(named);
-        return {};
-    }
     FolderSearch search(*options, &options->inputs);
     for (Source& source : named) {
-        if (source.name != "-" && IsFolder(source.name))
+        if (options->given.recursive && source.name != "-" && IsFolder(source.name))
             search.Search(source.name);
         else
             options->inputs.push_back(std::move(source));
     }
+    if (options->given.parents)
+        for (Source& source : options->inputs) source.below = ParentsOf(source.name);
     return {};
 }
 
