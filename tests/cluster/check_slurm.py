@@ -18,6 +18,7 @@ import shards
 
 TASKS = 4
 COUNT, WIDTH = 120, 1600
+OPTIONS = ["-O", "pages", "--parents"]
 PATIENCE = 180  # seconds
 LONGEST_SOCKET = 107  # what the system takes as a name
 
@@ -187,12 +188,13 @@ class Cluster:
 
     def whole(self):
         site = self.site("whole")
-        shards.run([self.tool, "-q", "--files-from", "list", "-O", "pages", "--json=reports/whole"], site.folder, (1,))
+        command = [self.tool, "-q", "--files-from", "list", *OPTIONS, "--json=reports/whole"]
+        shards.run(command, site.folder, (1,))
         return site
 
     def submit(self, site, array, **variables):
         told = self.slurm.run("sbatch", "--parsable", f"--array={array}", "--cpus-per-task=1", "--mem-per-cpu=100M",
-                              self.examples / "quarlo-array.sbatch", "list", "reports", "-q", "-O", "pages",
+                              self.examples / "quarlo-array.sbatch", "list", "reports", "-q", *OPTIONS,
                               folder=site.folder, QUARLO=str(self.tool), **variables)
         return told.stdout.strip()
 

@@ -7,7 +7,8 @@ import subprocess
 
 def run(command, folder, codes=(0,), **more):
     """Runs a command in a folder; its exit code has to be one of those given."""
-    done = subprocess.run([str(word) for word in command], cwd=folder, capture_output=True, text=True, check=False, **more)
+    words = [str(word) for word in command]
+    done = subprocess.run(words, cwd=folder, capture_output=True, text=True, check=False, **more)
     assert done.returncode in codes, f"{command} gave {done.returncode}: {done.stdout}{done.stderr}"
     return done
 

@@ -3,7 +3,8 @@
  *
  *   write_pages FOLDER COUNT WIDTH
  *
- * All formats take their turn. The sixth is a document of three pages, the seventh shows no page, the eighth is damaged.
+ * All formats take their turn. The sixth is a document of three pages, the seventh shows no page, the eighth is
+ * damaged.
  */
 #include <cstdio>
 #include <cstdlib>
