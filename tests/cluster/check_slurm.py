@@ -9,6 +9,7 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import socket
 import subprocess
 import sys
@@ -122,8 +123,10 @@ class Slurm:
         (self.folder / "slurm.conf").write_text(text, encoding="utf-8")
 
     def start(self, name, *arguments):
+        program = shutil.which(name, path=self.environment["PATH"])
+        assert program, f"needs {name}: apt-get install slurm-wlm"
         with open(self.folder / f"{name}.log", "wb") as log:
-            command = [shutil.which(name, path=self.environment["PATH"]) or name, *map(str, arguments)]
+            command = [program, *map(str, arguments)]
             self.daemons.append(subprocess.Popen(command, stdout=log, stderr=log, env=self.environment))
 
     def alive(self):
@@ -260,6 +263,8 @@ def check_numbers(cluster, _):
 
 
 def main():
+    # Daemons end with this script, however it is ended.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended by a signal"))
     tool, writer, examples, folder = (pathlib.Path(name).resolve() for name in sys.argv[1:])
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
