@@ -18,9 +18,17 @@ if [ "${2:-}" != inside ]; then
     exit
 fi
 
-# Lines about where apt gets packages from: what the format asks for, of those that the conditions name.
-targets() { # FORMAT CONDITION...
-    apt-get indextargets --format "$@" 'Created-By: Packages' 'Origin: Debian' | sort -u
+fail() {
+    echo "check_in_chroot: $*"
+    exit 1
+}
+
+# Runs a command whose words are of interest only if it fails.
+quietly() {
+    "$@" >"$packages/check.log" 2>&1 || {
+        tail -n 20 "$packages/check.log"
+        fail "failed: $*"
+    }
 }
 
 in_chroot() {
@@ -28,37 +36,39 @@ in_chroot() {
         DEBIAN_FRONTEND=noninteractive "$@"
 }
 
+# Where apt gets this release from, and whose key has signed it.
 apt-get -q update >/dev/null
-# shellcheck disable=SC2016 # apt fills these in
-mirror=$(targets '$(REPO_URI)' "Codename: $release" 'Component: main' | head -n 1)
-[ -n "$mirror" ] || { echo "apt knows no source of Debian's $release"; exit 1; }
-# shellcheck disable=SC2016
-entry=$(targets '$(SOURCESENTRY)' "Codename: $release" 'Component: main' | head -n 1)
+# shellcheck disable=SC2016 # apt fills them in
+source=$(apt-get indextargets --format '$(REPO_URI) $(SOURCESENTRY)' 'Created-By: Packages' 'Origin: Debian' \
+    "Codename: $release" 'Component: main' | head -n 1)
+[ -n "$source" ] || fail "apt knows no source of Debian's $release"
+mirror=${source%% *}
+entry=${source##* }
 keyring=$(sed -nE 's/.*signed-by[=:] *(\/[^] ]+).*/\1/Ip' "${entry%:*}" | head -n 1)
 keyring=${keyring:-/usr/share/keyrings/debian-archive-keyring.gpg}
+eval "$(apt-config shell http_proxy Acquire::http::Proxy)"
+export http_proxy="${http_proxy:-}"
 
 echo "Making the system"
-debootstrap --variant=minbase --include=ca-certificates --keyring="$keyring" "$release" "$root" "$mirror" \
-    >"$packages/debootstrap.log" 2>&1 || { tail -n 20 "$packages/debootstrap.log"; exit 1; }
+quietly debootstrap --variant=minbase --include=ca-certificates --keyring="$keyring" "$release" "$root" "$mirror"
 mountpoint -q "$root/proc" || mount -t proc proc "$root/proc"
 
-# apt does there as it does here.
+# apt does there as it does here, but for updates: they may reach the architectures at different times, and libraries of
+# two architectures can be installed side by side in equal versions only.
 cp /etc/hosts /etc/resolv.conf "$root/etc"
 cp "$keyring" "$root/etc/apt/keyrings/"
-# shellcheck disable=SC2016
-targets "deb [signed-by=/etc/apt/keyrings/${keyring##*/}] \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" |
-    grep -F " $release" >"$root/etc/apt/sources.list"
+echo "deb [signed-by=/etc/apt/keyrings/${keyring##*/}] $mirror $release main" >"$root/etc/apt/sources.list"
 apt-config dump | grep '^Acquire::' >"$root/etc/apt/apt.conf.d/99machine"
 
 echo "Installing the packages"
 mkdir "$root/packages" "$root/check"
 cp "$packages"/*.deb "$root/packages"
 in_chroot dpkg --add-architecture i386
-in_chroot apt-get -q update >"$packages/apt.log" 2>&1
-in_chroot sh -c 'apt-get -q install -y --no-install-recommends g++ gcc-multilib pkgconf man-db /packages/*.deb' \
-    >>"$packages/apt.log" 2>&1 || { tail -n 20 "$packages/apt.log"; exit 1; }
+quietly in_chroot apt-get -q update
+quietly in_chroot sh -c 'apt-get -q install -y --no-install-recommends g++ gcc-multilib pkgconf man-db /packages/*.deb'
 
 echo "Trying them"
 cp "$sources/packaging/check_installed.sh" "$sources/samples/s09_tilt_receipt_8.bmp" \
     "$sources/tests/golden/dark8_upright.bmp" "$root/check"
 in_chroot /check/check_installed.sh
+rm "$packages/check.log"

@@ -13,8 +13,10 @@ size() { od -An -t d4 -j 18 -N 8 "$1" | awk '{ print $1, "x", $2 }'; }
 
 check_tool() {
     quarlo -o page.bmp s09_tilt_receipt_8.bmp
-    [ "$(size page.bmp)" = "518 x 1187" ] || fail "the tool's page is $(size page.bmp)"
-    echo "quarlo: page of $(size page.bmp) pixels"
+    [ "$(size page.bmp)" = "520 x 1190" ] || fail "the tool's page is $(size page.bmp)"
+    angle=$(quarlo --angle s09_tilt_receipt_8.bmp)
+    [ "$angle" = -12.413 ] || fail "the tool's angle is $angle"
+    echo "quarlo: page of $(size page.bmp) pixels, $angle degrees"
 }
 
 check_manual() {
@@ -38,9 +40,9 @@ check_pages_library() {
     options=$(pkg-config --cflags --libs quarlopages)
     # shellcheck disable=SC2086
     g++ -std=c++17 /usr/share/doc/libquarlopages-dev/examples/straighten.cpp -o straighten $options
-    ./straighten s09_tilt_receipt_8.bmp straight.bmp
-    [ "$(size straight.bmp)" = "518 x 1187" ] || fail "the page of libquarlopages is $(size straight.bmp)"
-    echo "libquarlopages: page of $(size straight.bmp) pixels"
+    printed=$(./straighten s09_tilt_receipt_8.bmp straight.png)
+    [ "$printed" = "520 x 1190 pixels" ] || fail "straighten printed: $printed"
+    echo "libquarlopages: page of $printed"
 }
 
 check_tool
