@@ -2,6 +2,7 @@
 
 _quarlo()
 {
+    # shellcheck disable=SC2034 # bash-completion fills them all
     local cur prev words cword split
     _init_completion -s || return
 

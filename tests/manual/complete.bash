@@ -1,6 +1,8 @@
 #!/bin/bash
 # complete.bash FILE - what bash offers at the end of each line that is read: a line each, and an empty one behind.
+# shellcheck source=/dev/null
 source /usr/share/bash-completion/bash_completion
+# shellcheck source=/dev/null
 source "$1"
 while IFS= read -r COMP_LINE; do
     COMP_POINT=${#COMP_LINE}
