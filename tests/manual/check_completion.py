@@ -62,10 +62,11 @@ class Check:
         self.good = bool(self.options)
 
     def demand(self, what, expected, found):
-        if sorted(expected) == sorted(found):
+        lacking, unmeant = sorted(set(expected) - set(found)), sorted(set(found) - set(expected))
+        if not lacking and not unmeant:
             return
         self.good = False
-        print(f"{self.shell.name}: {what}: offered {sorted(found)}, expected {sorted(expected)}")
+        print(f"{self.shell.name}: {what}: {lacking} lacks, {unmeant} is not meant")
 
     def names(self):
         expected = [name for option in self.options for name in option.names]
