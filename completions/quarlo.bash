@@ -9,8 +9,8 @@ _quarlo()
     local pictures='@(bmp|dib|png|jpg|jpeg|jpe|tif|tiff|pbm|pgm|ppm|pnm)'
     local options='
         -r --recursive --files-from -0 --null --shard -j --jobs --max-pixels --progress
-        -o --output -O --output-dir --name -f --format --overwrite --skip-existing --in-place --compress --quality
-        --pages
+        -o --output -O --output-dir --parents --name -f --format --overwrite --skip-existing --in-place --compress
+        --quality --pages
         --ground -t --threshold -a --max-angle -l --min-angle --min-area --on-fail
         -i --interpolate --fill --margin --size --rotate --depth --smooth --no-crop --no-deskew
         -n --dry-run --angle --json --overlay --apply --fail-fast -q --quiet -v --verbose --explain -h --help

@@ -13,6 +13,7 @@ complete -c quarlo -l progress -x -a 'auto bar lines none' -d 'How far the work 
 complete -c quarlo -s o -l output -r -F -d 'The result of a single input'
 complete -c quarlo -s O -l output-dir -x -d 'Folder of the results' \
     -a '(__fish_complete_directories (commandline -ct | string replace -r "^(--output-dir=|-O)" ""))'
+complete -c quarlo -l parents -d "Below that folder keep the folders of the inputs' names"
 complete -c quarlo -l name -x -d 'Names of the results'
 complete -c quarlo -s f -l format -x -a 'bmp png jpeg tiff pnm' -d 'Format of the results'
 complete -c quarlo -l overwrite -d 'Replace files that exist'

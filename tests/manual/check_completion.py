@@ -1,5 +1,6 @@
 """check_completion.py SHELL TOOL FILE - the shell, asked for completions with that file, offers the options that
-`quarlo --help` lists, the words that they take, and files and folders where they belong. Exit code 77: no such shell."""
+`quarlo --help` lists, the words that they take, and files and folders where they belong.
+Exit code 77: there is no such shell."""
 
 import os
 import shutil

@@ -1,7 +1,7 @@
 #!/bin/bash
 # check_recipes.sh TOOL SOURCE_DIR WORK_DIR [--all] - runs the commands of docs/recipes.md as they stand, each recipe in
-# a folder of its own, and looks at what they made. Recipes for programs that are not installed are left out, and without
-# --all the slow ones, too.
+# a folder of its own, and looks at what they made. Recipes for programs that are not installed are left out, and
+# without --all the slow ones, too.
 set -euo pipefail
 tool=$(realpath "$1")
 source=$(realpath "$2")

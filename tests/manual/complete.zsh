@@ -1,5 +1,5 @@
 # complete.zsh FILE - what zsh offers at the end of each line that is read: a line each, and an empty one behind.
-# Completion wants an interactive shell, so one runs in a terminal of its own, and tells matches instead of showing them.
+# Completion wants an interactive shell, so one runs in a terminal of its own, and tells what matches.
 zmodload zsh/zpty
 
 typeset -r setup='
