@@ -65,7 +65,7 @@ def report(run):
         if line.get("out"):
             line["out"] = line["out"].removeprefix(run)
         if line.get("reason"):
-            line["reason"] = line["reason"].replace(run, "")
+            line["reason"] = line["reason"].replace(run + "/", "")
     return told[:-1], told[-1]["summary"]
 
 
@@ -79,30 +79,30 @@ shutil.rmtree(work, ignore_errors=True)
 os.makedirs(work)
 
 begin = time.monotonic()
-whole_code, whole_error = finish(start("whole", 2))
-pages, summary = report("whole")
+whole_code, whole_error = finish(start("run-whole", 2))
+pages, summary = report("run-whole")
 print(f"uninterrupted: {len(pages)} pages, exit {whole_code}, {time.monotonic() - begin:.0f} s: {summary}")
 if len({(page["file"], page["page"]) for page in pages}) != len(pages):
     fail("a page is told of twice")
 
-if interrupt("parts", 2, len(pages) // 3, signal.SIGINT) != 130:
+if interrupt("run-parts", 2, len(pages) // 3, signal.SIGINT) != 130:
     fail("Ctrl-C does not end the run with 130")
-if any(name.rpartition("/")[2].startswith(".") for name in files("parts")):
+if any(name.rpartition("/")[2].startswith(".") for name in files("run-parts")):
     fail("Ctrl-C leaves a temporary file")
-if interrupt("parts", 3, 2 * len(pages) // 3, signal.SIGKILL) != -signal.SIGKILL:
+if interrupt("run-parts", 3, 2 * len(pages) // 3, signal.SIGKILL) != -signal.SIGKILL:
     fail("the run was not killed")
-code, error = finish(start("parts", 2))
+code, error = finish(start("run-parts", 2))
 print(f"gone on with: exit {code}")
 
 if code != whole_code:
     fail(f"exit {code}, uninterrupted {whole_code}: {error}")
-if files("parts") != files("whole"):
-    fail(f"other files: {sorted(set(files('parts')) ^ set(files('whole')))[:10]}")
-different = [name for name in files("whole")
-             if not filecmp.cmp(os.path.join(work, "whole", name), os.path.join(work, "parts", name), shallow=False)]
+if files("run-parts") != files("run-whole"):
+    fail(f"other files: {sorted(set(files('run-parts')) ^ set(files('run-whole')))[:10]}")
+different = [name for name in files("run-whole")
+             if not filecmp.cmp(os.path.join(work, "run-whole", name), os.path.join(work, "run-parts", name), shallow=False)]
 if different:
     fail(f"other bytes: {different[:10]}")
-if report("parts") != (pages, summary):
-    fail("another report: " + next((f"{one}\n{other}" for one, other in zip(report("parts")[0], pages) if one != other),
-                                   f"{report('parts')[1]}\n{summary}"))
-print(f"{len(files('whole'))} files and {len(pages)} lines of the report are equal")
+if report("run-parts") != (pages, summary):
+    fail("another report: " + next((f"{one}\n{other}" for one, other in zip(report("run-parts")[0], pages) if one != other),
+                                   f"{report('run-parts')[1]}\n{summary}"))
+print(f"{len(files('run-whole'))} files and {len(pages)} lines of the report are equal")
