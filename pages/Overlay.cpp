@@ -266,17 +266,16 @@ std::string Description(const Frame& frame)
 }
 
 /* The legend stands beside a tall scan and below a wide one. */
-void AddLegend(const Frame& frame, const std::string& title, const Scale& scale, Drawing* drawing)
+void DrawLegend(const Frame& frame, const Scale& scale, Drawing* drawing)
 {
-    Layer layer = {"legend", "What was found, and what is drawn", {}};
     const double gap = 1.5 * scale.letters();
     const Box& panel = drawing->panel;
     const bool beside = panel.height >= panel.width;
     const Point at = beside ? Point{panel.width + gap, gap} : Point{gap, panel.height + gap};
-    const Box box = DrawLegend(frame, title, scale, at, panel.width - 2.0 * gap, beside, &layer.shapes);
+    const Box box = DrawLegend(frame, drawing->title, scale, at, panel.width - 2.0 * gap, beside,
+                               &drawing->layers.back().shapes);
     drawing->width = static_cast<int>(std::ceil(std::max(panel.width, box.x + box.width + gap)));
     drawing->height = static_cast<int>(std::ceil(std::max(panel.height, box.y + box.height + gap)));
-    drawing->layers.push_back(std::move(layer));
 }
 
 } // namespace
@@ -303,6 +302,8 @@ Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& op
 
     Drawing made;
     made.background = kGround;
+    made.width = size.width + 2 * static_cast<int>(margin);
+    made.height = size.height + 2 * static_cast<int>(margin);
     made.panel = {0.0, 0.0, size.width + 2.0 * margin, size.height + 2.0 * margin};
     made.title = Cleaned(options.title);
     made.description = Description(frame);
@@ -311,7 +312,8 @@ Problem Compose(const Bitmap& scan, const Frame& frame, const OverlayOptions& op
     for (const auto& layer_of :
          {FrameLayer, KeptLayer, LinesLayer, PointsLayer, OutputLayer, DroppedLayer, ExtremesLayer, CentreLayer})
         made.layers.push_back(layer_of(marks));
-    AddLegend(frame, made.title, scale, &made);
+    made.layers.push_back({"legend", "What was found, and what is drawn", {}});
+    if (options.legend) DrawLegend(frame, scale, &made);
     *drawing = std::move(made);
     return {};
 }

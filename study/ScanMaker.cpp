@@ -12,6 +12,8 @@
 #include <sstream>
 
 #include "BitmapProcessing.h"
+#include "Place.h"
+#include "Random.h"
 
 namespace study
 {
@@ -21,59 +23,6 @@ using quarlo::Point;
 
 namespace
 {
-
-constexpr double kDegree = M_PI / 180.0;
-
-/* SplitMix64: small, and the same numbers everywhere. */
-class Random
-{
-public:
-    explicit Random(std::uint64_t seed) : state_(seed * 0x9E3779B97F4A7C15u + 0x1234567u) {}
-
-    std::uint64_t Next()
-    {
-        state_ += 0x9E3779B97F4A7C15u;
-        std::uint64_t z = state_;
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-        return z ^ (z >> 31);
-    }
-    double Unit() { return static_cast<double>(Next() >> 11) * 0x1p-53; }
-    double In(double low, double high) { return low + (high - low) * Unit(); }
-    int Whole(int low, int high) { return low + static_cast<int>(Unit() * (high - low + 1)); }
-    bool Chance(double share) { return Unit() < share; }
-    /* Near enough to normal: twelve uniform numbers. */
-    double Normal()
-    {
-        double sum = -6.0;
-        for (int i = 0; i < 12; ++i) sum += Unit();
-        return sum;
-    }
-
-private:
-    std::uint64_t state_;
-};
-
-/* Cheap noise of deviation 1 for one pixel: a table walked at random. */
-class Noise
-{
-public:
-    explicit Noise(Random* random) : state_(random->Next() | 1)
-    {
-        for (double& value : table_) value = random->Normal();
-    }
-    double operator()()
-    {
-        state_ ^= state_ << 13;
-        state_ ^= state_ >> 7;
-        state_ ^= state_ << 17;
-        return table_[state_ >> 52];
-    }
-
-private:
-    std::array<double, 4096> table_;
-    std::uint64_t state_;
-};
 
 /* Smooth noise between -1 and 1: random values on a coarse lattice, blended. */
 class Cloud
@@ -101,31 +50,11 @@ private:
 };
 
 /* Where the page lies, and how its outline looks. */
-struct Sheet {
-    double width = 0.0, height = 0.0;
-    Point center;
-    double angle_deg = 0.0;
+struct Sheet : Place {
     double wave = 0.0;            /* amplitude of the outline's waves */
     double round = 0.0;           /* radius of worn corners */
     std::array<double, 4> torn{}; /* legs of torn corners */
 
-    /* From the scan to the page, counted from its middle, to the right and down. */
-    Point Inside(double x, double y) const
-    {
-        const double c = std::cos(angle_deg * kDegree), s = std::sin(angle_deg * kDegree);
-        const double dx = x - center.x, dy = y - center.y;
-        return {dx * c - dy * s, dx * s + dy * c};
-    }
-    Point Outside(double u, double v) const
-    {
-        const double c = std::cos(angle_deg * kDegree), s = std::sin(angle_deg * kDegree);
-        return {center.x + u * c + v * s, center.y - u * s + v * c};
-    }
-    std::array<Point, 4> Corners() const
-    {
-        const double w = width / 2, h = height / 2;
-        return {Outside(-w, -h), Outside(w, -h), Outside(w, h), Outside(-w, h)};
-    }
     /* The depth inside the page, negative outside. */
     double Depth(Point p, const Cloud& waves) const
     {

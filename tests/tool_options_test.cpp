@@ -160,7 +160,7 @@ TEST_F(ToolOptions, NamesThatSayNothingAreWrongUsage)
     ExpectUsage("-n --overlay - a.png", "drawings are not written to standard output");
     EXPECT_EQ(0, Run("-n --overlay check.v2/ a.png")) << err;
     EXPECT_EQ(0, Run("-n --overwrite --overlay check.v2 a.png")) << err;
-    EXPECT_EQ("a.svg index.html ", Files("check.v2"));
+    EXPECT_EQ("a.svg index.html thumbnails ", Files("check.v2"));
     EXPECT_EQ(0, Run("-f png -o page.gif a.png")) << err;
     EXPECT_EQ(0, Run("-o page. a.png")) << err;
 }

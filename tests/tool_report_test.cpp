@@ -162,7 +162,7 @@ TEST_F(ToolReport, OverlayFolderHoldsADrawingAPageAndAContactSheet)
     MakeNothing("sub/blank.png");
     WriteAll(Path("bad.png"), "no picture");
     EXPECT_EQ(1, Run("-n --overlay check scan.tif blank.png sub/blank.png bad.png"));
-    EXPECT_EQ("blank.svg blank~2.svg index.html scan-1.svg scan-2.svg ", Files("check"));
+    EXPECT_EQ("blank.svg blank~2.svg index.html scan-1.svg scan-2.svg thumbnails ", Files("check"));
     for (const char* name : {"blank.svg", "scan-1.svg"}) {
         EXPECT_EQ('<', ReadAll(Path("check/") + name)[0]) << name;
         EXPECT_NE(std::string::npos, ReadAll(Path("check/") + name).find("</svg>")) << name;
@@ -178,12 +178,12 @@ TEST_F(ToolReport, DrawingsOfPagesAndFilesDoNotCollide)
     Save({&one, &two}, Path("a.tif"));
     Make("a-1.tif", Turned(3.0));
     EXPECT_EQ(0, Run("-n --overlay check a.tif a-1.tif")) << err;
-    EXPECT_EQ("a-1.svg a-1~2.svg a-2.svg index.html ", Files("check"));
+    EXPECT_EQ("a-1.svg a-1~2.svg a-2.svg index.html thumbnails ", Files("check"));
     EXPECT_NE(std::string::npos, ReadAll(Path("check/a-1.svg")).find("a.tif, page 1"));
     EXPECT_NE(std::string::npos, ReadAll(Path("check/a-1~2.svg")).find("a-1.tif"));
     EXPECT_NE(std::string::npos, ReadAll(Path("check/index.html")).find("a-1~2.svg"));
     EXPECT_EQ(0, Run("-n --overwrite --overlay check a.tif a-1.tif")) << err;
-    EXPECT_EQ("a-1.svg a-1~2.svg a-2.svg index.html ", Files("check"));
+    EXPECT_EQ("a-1.svg a-1~2.svg a-2.svg index.html thumbnails ", Files("check"));
 }
 
 TEST_F(ToolReport, DrawingInAFolderSparesInputsAndReports)
@@ -191,10 +191,14 @@ TEST_F(ToolReport, DrawingInAFolderSparesInputsAndReports)
     Make("a.png");
     ASSERT_EQ(0, std::rename(Path("a.png").c_str(), Path("a.svg").c_str()));
     Make("b.png");
-    const std::string scan = ReadAll(Path("a.svg"));
-    EXPECT_EQ(0, Run("-n --overwrite --overlay . --json=b.svg a.svg b.png")) << err;
-    EXPECT_EQ("a.svg a~2.svg b.png b.svg b~2.svg index.html ", Files());
+    ASSERT_EQ(0, std::system(("mkdir '" + Path("thumbnails") + "'").c_str()));
+    Make("thumbnails/c.png");
+    const std::string scan = ReadAll(Path("a.svg")), small = ReadAll(Path("thumbnails/c.png"));
+    EXPECT_EQ(0, Run("-n --overwrite --overlay . --json=b.svg a.svg b.png thumbnails/c.png")) << err;
+    EXPECT_EQ("a.svg a~2.svg b.png b.svg b~2.svg c~2.svg index.html thumbnails ", Files());
+    EXPECT_EQ("a~2.png b~2.png c.png c~2.png ", Files("thumbnails"));
     EXPECT_TRUE(scan == ReadAll(Path("a.svg")));
+    EXPECT_TRUE(small == ReadAll(Path("thumbnails/c.png")));
     EXPECT_EQ('{', ReadAll(Path("b.svg"))[0]);
 }
 

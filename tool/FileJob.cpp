@@ -179,6 +179,7 @@ private:
         job.index = index;
         job.finds_only = options_.dry_run;
         const std::string drawing = options_.overlay.empty() ? "" : DrawingOf(index);
+        job.thumbnail = !drawing.empty() && OverlayIsFolder(options_);
         if (!drawing.empty()) job.drawing = FormatOfName(drawing) == Format::png ? Drawing::png : Drawing::svg;
         return DoPage(job, options_, known_);
     }
@@ -210,17 +211,24 @@ private:
     void SaveDrawing(const std::string& drawing, PageRecord* page)
     {
         const Stopwatch watch;
-        std::string name = drawing;
-        if (OverlayIsFolder(options_)) name = (std::filesystem::path(options_.overlay) / drawing).string();
+        PageResult& result = page->result;
         page->drawing = drawing;
-        if (MayWrite() && (options_.existing != Existing::skip || !Exists(name))) {
-            Problem& problem = page->result.drawing_problem;
-            if (!source_.below.empty()) problem = MakeFolderOf(name);
-            if (!problem) problem = WriteFile(name, Replacement(), page->result.drawing);
+        if (MayWrite()) {
+            Save(drawing, result.drawing, &result.drawing_problem);
+            if (!result.thumbnail.empty()) Save(ThumbnailOf(drawing), result.thumbnail, &result.drawing_problem);
         }
-        page->result.drawing = std::string();
-        for (auto& [stage, ms] : page->result.report.ms)
+        result.drawing = result.thumbnail = std::string();
+        for (auto& [stage, ms] : result.report.ms)
             if (stage == "overlay") ms += watch.ms();
+    }
+
+    void Save(const std::string& drawing, const std::string& bytes, Problem* problem) const
+    {
+        const bool in_folder = OverlayIsFolder(options_);
+        const std::string name = in_folder ? (std::filesystem::path(options_.overlay) / drawing).string() : drawing;
+        if (*problem || (options_.existing == Existing::skip && Exists(name))) return;
+        if (in_folder) *problem = MakeFolderOf(name);
+        if (!*problem) *problem = WriteFile(name, Replacement(), bytes);
     }
 
     /* Inputs that come after the end of the work leave no trace. */

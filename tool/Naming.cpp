@@ -160,7 +160,10 @@ std::string Claims::ClaimDrawing(const std::string& name)
     for (;;) {
         const int use = ++drawings_[name];
         std::string drawing = name + (use > 1 ? "~" + std::to_string(use) : "") + ".svg";
-        if (Claim((fs::path(options_.overlay) / drawing).string(), false).empty()) return drawing;
+        const fs::path folder = options_.overlay;
+        const bool both = Claim((folder / drawing).string(), false).empty() &&
+                          Claim((folder / ThumbnailOf(drawing)).string(), false).empty();
+        if (both) return drawing;
     }
 }
 
@@ -218,6 +221,14 @@ bool OverlayIsFolder(const Options& options)
     return options.overlay.back() == '/' || !IsDrawing(MeaningfulExtension(options.overlay));
 }
 
-std::string SheetName(const Options& options) { return (fs::path(options.overlay) / "index.html").string(); }
+std::string SheetName(const Options& options, int page)
+{
+    return (fs::path(options.overlay) / quarlo::ContactSheet::NameOf(page)).string();
+}
+
+std::string ThumbnailOf(const std::string& drawing)
+{
+    return (fs::path("thumbnails") / fs::path(drawing).replace_extension(".png")).string();
+}
 
 } // namespace tool

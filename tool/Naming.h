@@ -32,8 +32,11 @@ std::string StemOf(const std::string& input);
 
 /** Whether drawings go to a folder, not to one file. */
 bool OverlayIsFolder(const Options& options);
-/** The name of the contact sheet in the folder of drawings. */
-std::string SheetName(const Options& options);
+/** The name of a page of the contact sheet in the folder of drawings. */
+std::string SheetName(const Options& options, int page = 1);
+
+/** The name of the small picture beside a drawing, both in the folder of drawings. */
+std::string ThumbnailOf(const std::string& drawing);
 
 /**
  * The files of a call: what is read, and what is written. Each may be written once, and nothing that is read. Of a

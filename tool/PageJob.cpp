@@ -17,6 +17,8 @@ namespace tool
 namespace
 {
 
+constexpr int kThumbnail = 320; /* pixels of its longer side */
+
 std::string ScoreWarning(double score, bool finds_only)
 {
     char text[128];
@@ -113,15 +115,24 @@ private:
         OverlayOptions overlay;
         overlay.title = job_.name;
         if (job_.input->page_count() > 1) overlay.title += ", page " + std::to_string(job_.index + 1);
-        Bytes png;
         Problem& problem = result_.drawing_problem;
         if (job_.drawing == Drawing::svg)
             problem = OverlaySvg(scan_.bitmap, *result_.frame, overlay, &result_.drawing);
         else
-            problem = OverlayPng(scan_.bitmap, *result_.frame, overlay, &png);
-        if (!png.empty()) result_.drawing = ViewOf(png);
+            problem = DrawPng(overlay, &result_.drawing);
+        overlay.longest = kThumbnail;
+        overlay.legend = false;
+        if (!problem && job_.thumbnail) problem = DrawPng(overlay, &result_.thumbnail);
         result_.frame->trace = {}; /* it is large, and the report does not tell it */
         return {};
+    }
+
+    Problem DrawPng(const OverlayOptions& overlay, std::string* drawing) const
+    {
+        Bytes png;
+        Problem problem = OverlayPng(scan_.bitmap, *result_.frame, overlay, &png);
+        if (!problem) *drawing = ViewOf(png);
+        return problem;
     }
 
     /* There is no frame to cut by. */

@@ -38,6 +38,7 @@ struct PageJob {
     int index = 0;    /**< 0: the first page */
     bool finds_only = false;
     Drawing drawing = Drawing::none;
+    bool thumbnail = false; /**< a small picture of the drawing, too */
 };
 
 struct PageResult {
@@ -45,6 +46,7 @@ struct PageResult {
     std::unique_ptr<quarlo::Frame> frame; /**< where one was looked for */
     quarlo::Page page;                    /**< the result; empty where there is none */
     std::string drawing;                  /**< the bytes of the drawing */
+    std::string thumbnail;                /**< and those of the small one */
     quarlo::Problem drawing_problem;
 
     bool delivers() const { return report.status == quarlo::Status::ok || report.status == quarlo::Status::copied; }

@@ -138,13 +138,26 @@ void Reporter::TellLeft(const FileRecord& file, const PageRecord& page)
     if (!HasSheet()) return;
     SheetEntry entry;
     entry.title = PageName(file.input, page);
-    if (Exists((std::filesystem::path(options_.overlay) / page.drawing).string())) entry.overlay = page.drawing;
+    if (Exists(InOverlay(page.drawing))) AddDrawing(page.drawing, &entry);
+    entry.left = told == nullptr;
     if (told != nullptr) {
         entry.status = told->status;
         entry.score = told->score;
         entry.angle_deg = told->angle_deg;
     }
-    sheet_.push_back(std::move(entry));
+    sheet_.Add(entry);
+}
+
+std::string Reporter::InOverlay(const std::string& name) const
+{
+    return (std::filesystem::path(options_.overlay) / name).string();
+}
+
+void Reporter::AddDrawing(const std::string& drawing, SheetEntry* entry) const
+{
+    entry->overlay = drawing;
+    const std::string thumbnail = ThumbnailOf(drawing);
+    if (Exists(InOverlay(thumbnail))) entry->thumbnail = thumbnail;
 }
 
 void Reporter::TellPage(const FileRecord& file, const PageRecord& page)
@@ -198,14 +211,14 @@ void Reporter::TellSheet(const FileRecord& file, const PageRecord& page)
     const PageReport& report = page.result.report;
     SheetEntry entry;
     entry.title = PageName(file.input, page);
-    entry.overlay = page.drawing;
+    if (!page.drawing.empty()) AddDrawing(page.drawing, &entry);
     entry.status = report.status;
     entry.note = report.problem ? WordsOf(report.problem) : "";
     if (page.result.frame) {
         entry.score = page.result.frame->score;
         entry.angle_deg = page.result.frame->angle_deg;
     }
-    sheet_.push_back(std::move(entry));
+    sheet_.Add(entry);
 }
 
 void Reporter::Count(Status status)
@@ -240,14 +253,17 @@ void Reporter::Note(const std::string& name, const Problem& problem)
 
 void Reporter::WriteSheet()
 {
-    const std::string name = SheetName(options_);
     /* A sheet shows what there is, also of earlier calls, so it is made anew where they are gone on with. */
     const SafeFile::Existing existing =
         options_.existing == Existing::skip ? SafeFile::Existing::replace : Replacement();
-    const Problem problem = WriteFile(name, existing, ContactSheet(std::move(sheet_)));
-    if (!problem) return;
-    failed_ = true;
-    Say(name, WordsOf(problem));
+    for (int page = 1; page <= sheet_.page_count(); ++page) {
+        const std::string name = SheetName(options_, page);
+        const Problem problem = WriteFile(name, existing, sheet_.Page(page));
+        if (!problem) continue;
+        failed_ = true;
+        Say(name, WordsOf(problem));
+        return;
+    }
 }
 
 int Reporter::ExitNow() const

@@ -7,7 +7,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "FileJob.h"
 #include "Files.h"
@@ -41,6 +40,8 @@ private:
     void TellAngle(const PageRecord& page);
     void TellSheet(const FileRecord& file, const PageRecord& page);
     bool HasSheet() const;
+    std::string InOverlay(const std::string& name) const;
+    void AddDrawing(const std::string& drawing, quarlo::SheetEntry* entry) const;
     void TellLeft(const FileRecord& file, const PageRecord& page);
     void Count(quarlo::Status status);
     void Note(const std::string& name, const quarlo::Problem& problem);
@@ -54,7 +55,7 @@ private:
     quarlo::Summary summary_;
     bool failed_ = false;          /* beside the pages */
     bool failed_to_write_ = false; /* to the report, or the angles, which has been said */
-    std::vector<quarlo::SheetEntry> sheet_;
+    quarlo::ContactSheet sheet_;
 };
 
 } // namespace tool

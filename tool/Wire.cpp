@@ -178,7 +178,7 @@ void Packer::Add(const Value& value)
         bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
     } else if constexpr (std::is_same_v<Value, PageResult>) {
         const bool has_frame = value.frame != nullptr;
-        (*this)(value.report, has_frame, value.drawing, value.drawing_problem);
+        (*this)(value.report, has_frame, value.drawing, value.thumbnail, value.drawing_problem);
         if (has_frame) Add(*value.frame);
     } else {
         Fields(*this, value);
@@ -193,7 +193,7 @@ void Unpacker::Take(Value& value)
         if (!taken.empty()) std::memcpy(&value, taken.data(), sizeof value);
     } else if constexpr (std::is_same_v<Value, PageResult>) {
         bool has_frame = false;
-        (*this)(value.report, has_frame, value.drawing, value.drawing_problem);
+        (*this)(value.report, has_frame, value.drawing, value.thumbnail, value.drawing_problem);
         if (!has_frame) return;
         value.frame = std::make_unique<Frame>();
         value.report.frame = value.frame.get();

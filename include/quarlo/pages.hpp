@@ -8,7 +8,8 @@
  *   FindFrame                       where the page lies, with a score that says how far to trust it
  *   Straighten                      the upright page: turned, cropped, with margins, size, depth
  *   ReportLine, ReadReport          the report of a page as one line of JSON, and back
- *   DrawOverlay, ContactSheet       pictures of what was found, for people
+ *   OverlaySvg, OverlayPng          pictures of what was found, for people
+ *   ContactSheet                    all of them, to look through
  *
  * Conventions, said once:
  *   Rows          a Bitmap holds its rows as a BMP file stores them: row 0 is the bottom row of the picture, whatever
@@ -514,23 +515,63 @@ Problem ReadReport(std::string_view text, std::vector<KnownPage>* pages);
 struct OverlayOptions {
     std::string title;  /**< such as the file's name and page */
     int longest = 1600; /**< pixels of the scan's longer side in the drawing, at most */
+    bool legend = true; /**< beside the scan: what was found, in words and numbers, and what the marks mean */
 };
 
 /** The scan, dimmed, with what FindFrame saw in it (ask it for the trace). bad_argument or out_of_memory. */
 Problem OverlaySvg(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, std::string* svg);
 Problem OverlayPng(const Bitmap& scan, const Frame& frame, const OverlayOptions& options, Bytes* png);
 
-/** One page on the contact sheet. */
+/** One page of a scan on the contact sheet. */
 struct SheetEntry {
     std::string title;
-    std::string overlay; /**< file name of its drawing, relative to the sheet */
+    std::string overlay; /**< file name of its drawing, relative to the sheet; empty: none */
     Status status = Status::ok;
-    double score = 0.0;
+    double score = 0.0; /**< not a number: not known */
     double angle_deg = 0.0;
-    std::string note; /**< reason, or what else is to be said */
+    std::string note;      /**< reason, or what else is to be said */
+    std::string thumbnail; /**< file name of a small drawing that is shown instead; empty: none */
+    bool left = false;     /**< the result of an earlier run was left as it was; the status says nothing then */
 };
-/** index.html: all pages, worst score first. Needs no network and no script. */
-std::string ContactSheet(std::vector<SheetEntry> entries);
+
+/**
+ * The contact sheet of a run, in HTML pages of 500 entries that link to each other. Pages that were not cut out come
+ * first, then the lowest scores, and after all others those that were left from an earlier run; a score that is not
+ * known counts as the lowest, and equal ones keep the order in which they were added. No page needs the network; only
+ * moving by keys other than Tab needs the script that is in it. An entry is held in 64 bytes and those of its texts,
+ * and a page is made when it is asked for, so that a million entries are no burden.
+ */
+class ContactSheet
+{
+public:
+    static constexpr int kEntriesPerPage = 500;
+
+    void Add(const SheetEntry& entry);
+
+    int page_count() const; /**< at least 1 */
+    /** The file name by which the others link to a page: index.html for 1, the first, then index-2.html and so on. */
+    static std::string NameOf(int page);
+    /** The HTML of a page, 1 to page_count(); empty for any other number. The first call after Add sorts. */
+    std::string Page(int page);
+
+private:
+    struct Item {
+        Status status = Status::ok;
+        bool left = false;
+        double score = 0.0;
+        double angle_deg = 0.0;
+        std::size_t begin = 0;             /* of the texts, in texts_ */
+        std::array<std::size_t, 4> ends{}; /* title, overlay, note, thumbnail */
+    };
+    static bool ComesBefore(const Item& one, const Item& other);
+    SheetEntry EntryOf(const Item& item) const;
+    void Sort();
+
+    std::vector<Item> items_;
+    std::string texts_;
+    std::array<std::size_t, 6> counts_{}; /* by status, worst first; then those that were left */
+    bool sorted_ = true;
+};
 
 } // namespace quarlo
 

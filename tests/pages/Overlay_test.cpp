@@ -434,6 +434,21 @@ TEST(OverlayLegend, WordsStayOffTheScanAndOnTheDrawing)
     }
 }
 
+TEST(OverlayLegend, IsLeftOutOnRequestAndTheScanIsAllThatIsDrawn)
+{
+    OverlayOptions options;
+    options.legend = false;
+    options.longest = 320;
+    Frame frame = test::UprightFrame();
+    frame.trace = test::UprightTrace();
+    const Drawing drawing = Drawn(test::Plain(400, 500, 8, 255), frame, options);
+    EXPECT_EQ(Names({}), Words(drawing));
+    EXPECT_EQ(256 + 2 * 18, drawing.width);
+    EXPECT_EQ(320 + 2 * 18, drawing.height);
+    EXPECT_EQ(292.0, drawing.panel.width);
+    EXPECT_EQ(356.0, drawing.panel.height);
+}
+
 TEST(OverlayLegend, StandsBesideATallScanAndBelowAWideOne)
 {
     const Drawing tall = Drawn(test::Plain(800, 1000, 8, 0), test::UprightFrame());

@@ -68,7 +68,7 @@ bool Write(const std::string& name, const std::string& text)
 bool WriteAll(const std::string& folder)
 {
     std::string report;
-    std::vector<SheetEntry> sheet;
+    ContactSheet sheet;
     int number = 0;
     bool good = true;
     for (const Example& example : Examples()) {
@@ -80,11 +80,11 @@ bool WriteAll(const std::string& folder)
             const std::string name = std::to_string(++number) + ".svg";
             good = !OverlaySvg(test::Plain(width, height, 24, 200), example.frame, options, &svg) && good;
             good = Write(folder + "/" + name, svg) && good;
-            sheet.push_back({example.name, name, example.status, example.frame.score, 1.0, kHostile});
+            sheet.Add({example.name, name, example.status, example.frame.score, 1.0, kHostile, "", number == 2});
         }
     }
-    sheet.push_back({kHostile, kHostile, Status::ok, 1.0, 1.0, ""});
-    sheet.push_back({"not read", "", Status::error, 0.0, 0.0, ""});
+    sheet.Add({kHostile, kHostile, Status::ok, 1.0, 1.0, "", kHostile, false});
+    sheet.Add({"not read", "", Status::error, 0.0, 0.0, "", "", false});
     for (const int code : AllCodes()) {
         PageReport unread;
         unread.file = kHostile;
@@ -93,7 +93,7 @@ bool WriteAll(const std::string& folder)
         report += ReportLine(unread) + '\n';
     }
     report += SummaryLine({7, 7, 2, 1, 1, 1, 2, 3, false, 88.5}) + '\n';
-    return Write(folder + "/report.jsonl", report) && Write(folder + "/index.html", ContactSheet(sheet)) && good;
+    return Write(folder + "/report.jsonl", report) && Write(folder + "/index.html", sheet.Page(1)) && good;
 }
 
 } // namespace
