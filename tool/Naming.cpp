@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "Files.h"
+#include "Sources.h"
 
 namespace fs = std::filesystem;
 
@@ -131,9 +132,13 @@ bool Claims::IsInput(const std::string& place, const std::string& number)
     return read_numbers_.count(number) != 0;
 }
 
-std::string Claims::Claim(const std::string& name, bool in_place)
+std::string Claims::Claim(const std::string& name, bool in_place) { return Take(name, NumberOf(name), in_place); }
+
+std::string Claims::ClaimElsewhere(const std::string& name, bool in_place) { return Take(name, "", in_place); }
+
+std::string Claims::Take(const std::string& name, const std::string& number, bool in_place)
 {
-    const std::string place = PlaceOf(name), number = NumberOf(name);
+    const std::string place = PlaceOf(name);
     const auto has = [&](const std::unordered_set<std::string>& files) {
         return files.count(place) != 0 || (!number.empty() && files.count(number) != 0);
     };
@@ -174,10 +179,14 @@ std::string NamesComplaint(const Options& options)
     complaint = OutputComplaint(options);
     if (!complaint.empty()) return complaint;
     Claims claims(options);
-    for (const Source& input : options.inputs) {
-        if (options.dry_run) break;
+    const Part part = PartOf(options.shard, options.inputs.size());
+    for (size_t i = 0; i < options.inputs.size() && !options.dry_run; ++i) {
+        const Source& input = options.inputs[i];
         const std::string name = ResultName(options, input, FormatOfName(input.name), 0);
-        if (name != "-") complaint = claims.Claim(name, options.in_place);
+        const bool is_ours = i >= part.begin && i < part.end;
+        if (name != "-")
+            complaint =
+                is_ours ? claims.Claim(name, options.in_place) : claims.ClaimElsewhere(name, options.in_place);
         if (!complaint.empty()) return complaint;
     }
     complaint = OverlayComplaint(options);

@@ -50,12 +50,15 @@ public:
 
     /** Takes a file for writing. Answers why it may not be; `in_place` is what was asked to replace an input. */
     std::string Claim(const std::string& name, bool in_place);
+    /** The same for a file that another shard writes, by its name alone: its machine looks at the file itself. */
+    std::string ClaimElsewhere(const std::string& name, bool in_place);
     /** Takes the report, and the drawing or the contact sheet. Answers why one of them may not be written. */
     std::string ClaimReports(const Options& options);
     /** Takes a file for a drawing in the folder of drawings: of this name if it is free, else numbered. */
     std::string ClaimDrawing(const std::string& name);
 
 private:
+    std::string Take(const std::string& name, const std::string& number, bool in_place);
     std::string PlaceOf(const std::string& name);
     std::string FolderOf(const std::string& name);
     bool IsInput(const std::string& place, const std::string& number);
