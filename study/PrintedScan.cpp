@@ -157,14 +157,14 @@ struct Look {
         double under = random->In(6.0, 70.0), white = random->In(205.0, 246.0);
         if (ground == Ground::light) under = recycled ? random->In(240.0, 250.0) : random->In(150.0, 190.0);
         if (recycled) white = under - random->In(35.0, 60.0);
-        /* Most scanners are set to make white paper all white, whatever its grain. */
-        if (!recycled && random->Chance(0.85)) white = 262.0;
+        /* Most scanners are set to make white paper all white, whatever its grain; in colour fewer are. */
+        if (!recycled && random->Chance(depth == 24 ? 0.4 : 0.85)) white = 262.0;
         board = Tinted(random, under, 6.0);
         paper = Tinted(random, white, 5.0);
         print = Tinted(random, random->In(20.0, 70.0), 15.0);
-        grain = random->In(0.7, 1.8);
+        grain = depth == 24 ? random->In(1.2, 3.0) : random->In(0.7, 1.8); /* a grey is the mean of three */
         blur = random->In(0.6, 1.4);
-        slope = random->In(-8.0, 8.0);
+        slope = random->In(-5.0, 5.0);
     }
 
     int width = 0, height = 0;
@@ -201,14 +201,15 @@ public:
     {
         if (depth == 1) std::fill_n(row, (width + 7) / 8, std::uint8_t{0});
     }
+    /* Each channel of a scanner has a grain of its own. */
     void Put(int x, const Colour& colour, Noise* noise, double grain)
     {
-        const double light = grain * (*noise)();
         if (depth_ == 24)
-            for (size_t k = 0; k < 3; ++k) row_[3 * x + static_cast<int>(k)] = Level(colour[k] + light);
+            for (size_t k = 0; k < 3; ++k)
+                row_[3 * x + static_cast<int>(k)] = Level(colour[k] + grain * (*noise)());
         else if (depth_ == 8)
-            row_[x] = Level(colour[1] + light);
-        else if (colour[1] + light > cut_)
+            row_[x] = Level(colour[1] + grain * (*noise)());
+        else if (colour[1] + grain * (*noise)() > cut_)
             row_[x / 8] = static_cast<std::uint8_t>(row_[x / 8] | (128 >> (x % 8)));
     }
 
