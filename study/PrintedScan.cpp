@@ -163,6 +163,8 @@ struct Look {
         paper = Tinted(random, white, 5.0);
         print = Tinted(random, random->In(20.0, 70.0), 15.0);
         grain = depth == 24 ? random->In(1.2, 3.0) : random->In(0.7, 1.8); /* a grey is the mean of three */
+        if (ground == Ground::light)
+            grain /= 2; /* on a lid, which differs from the page by little, more would hide it */
         blur = random->In(0.6, 1.4);
         slope = random->In(-5.0, 5.0);
     }
