@@ -67,7 +67,7 @@ private:
     /* Strokes of a letter: three lying ones, three standing ones in each half. */
     using Glyph = std::array<bool, 9>;
 
-    int Pixels(double millimetres) const { return static_cast<int>(millimetres * pixels_ + 0.5); }
+    int Pixels(double millimetres) const { return static_cast<int>(std::lround(millimetres * pixels_)); }
 
     void Box(double left, double top, double width, double height, int ink)
     {
@@ -96,8 +96,10 @@ private:
         const double end = margin + share * (kPageWidth - 2 * margin);
         double x = margin;
         while (x < end) {
-            for (int k = random->Whole(2, 9); k > 0 && x < end; --k, x += letter * 0.8)
+            for (int k = random->Whole(2, 9); k > 0 && x < end; --k) {
                 Letter(alphabet_[static_cast<size_t>(random->Whole(0, 25))], x, y, letter);
+                x += letter * 0.8;
+            }
             x += letter * 0.8;
         }
         return y + letter * 1.9;
@@ -112,13 +114,14 @@ private:
 
     double Photograph(Random* random, double margin, double y, double height)
     {
-        const double width = random->In(0.3, 1.0) * (kPageWidth - 2 * margin);
-        const double step = 25.4 / 30.0; /* squares of a thirtieth of an inch */
-        const double wave = random->In(0.05, 0.2);
-        for (double v = 0.0; v < height; v += step)
-            for (double u = 0.0; u < width; u += step)
-                Box(margin + u, y + v, step, step,
-                    140 + static_cast<int>(90.0 * std::sin(u * wave) * std::cos(v * wave * 1.7)));
+        constexpr double kStep = 25.4 / 30.0; /* squares of a thirtieth of an inch */
+        const int columns = static_cast<int>(random->In(0.3, 1.0) * (kPageWidth - 2 * margin) / kStep);
+        const int rows = static_cast<int>(height / kStep);
+        const double wave = random->In(0.05, 0.2) * kStep;
+        for (int j = 0; j < rows; ++j)
+            for (int i = 0; i < columns; ++i)
+                Box(margin + i * kStep, y + j * kStep, kStep, kStep,
+                    140 + static_cast<int>(90.0 * std::sin(i * wave) * std::cos(j * wave * 1.7)));
         return y + height;
     }
 
@@ -190,10 +193,7 @@ Place PlacePage(Random* random, const Look& look, int dpi)
     return page;
 }
 
-std::uint8_t Level(double value)
-{
-    return static_cast<std::uint8_t>(std::clamp(static_cast<int>(value + 0.5), 0, 255));
-}
+std::uint8_t Level(double value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0)); }
 
 /* A row of pixels, from the left; the cut is between black and white. */
 class RowWriter
