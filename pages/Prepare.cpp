@@ -74,18 +74,26 @@ struct Block {
     double x, y, level, spread;
 };
 
+/* The level in the middle, of an even count the higher one of the two. */
+int MiddleOf(const Histogram& histogram, int count)
+{
+    size_t level = 0;
+    for (int up_to = histogram[0]; up_to <= count / 2; up_to += histogram[level]) ++level;
+    return static_cast<int>(level);
+}
+
 Block MeasureBlock(const GreyView& view, int left, int low, int width, int height)
 {
-    std::vector<int> levels;
+    Histogram levels{}, distances{};
+    int count = 0;
     const int step_x = std::max(1, width / kSamples), step_y = std::max(1, height / kSamples);
     for (int y = low; y < low + height; y += step_y)
-        for (int x = left; x < left + width; x += step_x) levels.push_back(view.At(x, y));
-    const auto middle = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / 2);
-    std::nth_element(levels.begin(), middle, levels.end());
-    const int median = *middle;
-    for (int& level : levels) level = std::abs(level - median);
-    std::nth_element(levels.begin(), middle, levels.end());
-    return {left + width / 2.0, low + height / 2.0, static_cast<double>(median), 1.4826 * *middle};
+        for (int x = left; x < left + width; x += step_x, ++count) ++levels[static_cast<size_t>(view.At(x, y))];
+    const int median = MiddleOf(levels, count);
+    for (int level = 0; level < 256; ++level)
+        distances[static_cast<size_t>(std::abs(level - median))] += levels[static_cast<size_t>(level)];
+    return {left + width / 2.0, low + height / 2.0, static_cast<double>(median),
+            1.4826 * MiddleOf(distances, count)};
 }
 
 std::vector<Block> MeasureMargins(const GreyView& view)

@@ -67,7 +67,7 @@ private:
     /* Strokes of a letter: three lying ones, three standing ones in each half. */
     using Glyph = std::array<bool, 9>;
 
-    int Pixels(double millimetres) const { return static_cast<int>(millimetres * pixels_ + 0.5); }
+    int Pixels(double millimetres) const { return static_cast<int>(std::lround(millimetres * pixels_)); }
 
     void Box(double left, double top, double width, double height, int ink)
     {
@@ -96,8 +96,10 @@ private:
         const double end = margin + share * (kPageWidth - 2 * margin);
         double x = margin;
         while (x < end) {
-            for (int k = random->Whole(2, 9); k > 0 && x < end; --k, x += letter * 0.8)
+            for (int k = random->Whole(2, 9); k > 0 && x < end; --k) {
                 Letter(alphabet_[static_cast<size_t>(random->Whole(0, 25))], x, y, letter);
+                x += letter * 0.8;
+            }
             x += letter * 0.8;
         }
         return y + letter * 1.9;
@@ -112,13 +114,14 @@ private:
 
     double Photograph(Random* random, double margin, double y, double height)
     {
-        const double width = random->In(0.3, 1.0) * (kPageWidth - 2 * margin);
-        const double step = 25.4 / 30.0; /* squares of a thirtieth of an inch */
-        const double wave = random->In(0.05, 0.2);
-        for (double v = 0.0; v < height; v += step)
-            for (double u = 0.0; u < width; u += step)
-                Box(margin + u, y + v, step, step,
-                    140 + static_cast<int>(90.0 * std::sin(u * wave) * std::cos(v * wave * 1.7)));
+        constexpr double kStep = 25.4 / 30.0; /* squares of a thirtieth of an inch */
+        const int columns = static_cast<int>(random->In(0.3, 1.0) * (kPageWidth - 2 * margin) / kStep);
+        const int rows = static_cast<int>(height / kStep);
+        const double wave = random->In(0.05, 0.2) * kStep;
+        for (int j = 0; j < rows; ++j)
+            for (int i = 0; i < columns; ++i)
+                Box(margin + i * kStep, y + j * kStep, kStep, kStep,
+                    140 + static_cast<int>(90.0 * std::sin(i * wave) * std::cos(j * wave * 1.7)));
         return y + height;
     }
 
@@ -157,14 +160,16 @@ struct Look {
         double under = random->In(6.0, 70.0), white = random->In(205.0, 246.0);
         if (ground == Ground::light) under = recycled ? random->In(240.0, 250.0) : random->In(150.0, 190.0);
         if (recycled) white = under - random->In(35.0, 60.0);
-        /* Most scanners are set to make white paper all white, whatever its grain. */
-        if (!recycled && random->Chance(0.85)) white = 262.0;
+        /* Most scanners are set to make white paper all white, whatever its grain; in colour fewer are. */
+        if (!recycled && random->Chance(depth == 24 ? 0.4 : 0.85)) white = 262.0;
         board = Tinted(random, under, 6.0);
         paper = Tinted(random, white, 5.0);
         print = Tinted(random, random->In(20.0, 70.0), 15.0);
-        grain = random->In(0.7, 1.8);
+        grain = depth == 24 ? random->In(1.2, 3.0) : random->In(0.7, 1.8); /* a grey is the mean of three */
+        if (ground == Ground::light)
+            grain /= 2; /* on a lid, which differs from the page by little, more would hide it */
         blur = random->In(0.6, 1.4);
-        slope = random->In(-8.0, 8.0);
+        slope = random->In(-5.0, 5.0);
     }
 
     int width = 0, height = 0;
@@ -188,10 +193,7 @@ Place PlacePage(Random* random, const Look& look, int dpi)
     return page;
 }
 
-std::uint8_t Level(double value)
-{
-    return static_cast<std::uint8_t>(std::clamp(static_cast<int>(value + 0.5), 0, 255));
-}
+std::uint8_t Level(double value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0)); }
 
 /* A row of pixels, from the left; the cut is between black and white. */
 class RowWriter
@@ -201,14 +203,15 @@ public:
     {
         if (depth == 1) std::fill_n(row, (width + 7) / 8, std::uint8_t{0});
     }
+    /* Each channel of a scanner has a grain of its own. */
     void Put(int x, const Colour& colour, Noise* noise, double grain)
     {
-        const double light = grain * (*noise)();
         if (depth_ == 24)
-            for (size_t k = 0; k < 3; ++k) row_[3 * x + static_cast<int>(k)] = Level(colour[k] + light);
+            for (size_t k = 0; k < 3; ++k)
+                row_[3 * x + static_cast<int>(k)] = Level(colour[k] + grain * (*noise)());
         else if (depth_ == 8)
-            row_[x] = Level(colour[1] + light);
-        else if (colour[1] + light > cut_)
+            row_[x] = Level(colour[1] + grain * (*noise)());
+        else if (colour[1] + grain * (*noise)() > cut_)
             row_[x / 8] = static_cast<std::uint8_t>(row_[x / 8] | (128 >> (x % 8)));
     }
 

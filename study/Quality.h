@@ -16,7 +16,8 @@ struct Quality {
     double skew_error = 90.0; /* degrees */
     double overlap = 0.0;     /* intersection over union of frame and page, as far as they lie in the picture */
 
-    bool IsGood() const { return skew_error <= 0.5 && overlap >= 0.95; }
+    bool HasGoodSkew() const { return skew_error <= 0.5; }
+    bool IsGood() const { return HasGoodSkew() && overlap >= 0.95; }
     bool IsWrong() const { return skew_error > 1.0 || overlap < 0.9; }
 };
 

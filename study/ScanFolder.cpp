@@ -118,7 +118,7 @@ public:
     Problem Make()
     {
         Bytes bytes;
-        const Problem problem = Encode(&bytes);
+        Problem problem = Encode(&bytes);
         if (problem) return problem;
         const std::string name = plan_.folder + '/' + file_.name;
         std::ofstream stream(name, std::ios::binary);
@@ -136,7 +136,7 @@ private:
             TellNone();
             return {};
         }
-        const Problem problem = Write(bytes);
+        Problem problem = Write(bytes);
         if (file_.content == Content::truncated) bytes->resize(bytes->size() * 3 / 5);
         return problem;
     }
@@ -225,7 +225,7 @@ Problem WriteScanFolder(const FolderPlan& plan)
         if (error) return {Code::cannot_write, "write", folder.string() + ": " + error.message()};
     }
     std::vector<std::string> lines;
-    const Problem problem = MakeFiles(plan, files, &lines);
+    Problem problem = MakeFiles(plan, files, &lines);
     if (problem) return problem;
     std::ofstream table(plan.folder + "/truth.tsv");
     table << "file\tpage\tkind\tx0\ty0\tx1\ty1\tx2\ty2\tx3\ty3\tangle_deg\twidth\theight\n";

@@ -9,7 +9,10 @@
 
 #include "ScanFolder.h"
 
-int main(int argc, char** argv)
+namespace
+{
+
+int Run(int argc, char** argv)
 {
     study::FolderPlan plan;
     CLI::App app("Writes scans of printed pages, and truth.tsv, which tells where the pages lie in them.");
@@ -25,4 +28,16 @@ int main(int argc, char** argv)
     if (!problem) return 0;
     std::fprintf(stderr, "make_scans: %s\n", problem.reason.c_str());
     return 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "make_scans: %s\n", error.what());
+        return 1;
+    }
 }
