@@ -112,7 +112,8 @@ found, makes the page upright, reports and draws.
 This package holds the C++ header and the file for pkg-config.")
 
     debian_package(tool quarlo graphics
-        DOCS coordinates.md report.md report.schema.json recipes.md score.md tool.md
+        DOCS cluster.md coordinates.md recipes.md report.md report.schema.json score.md tool.md
+        EXAMPLES join-reports quarlo-array.sbatch
         SUMMARY "command-line tool that makes scanned pages upright and crops them"
         TEXT "Quarlo takes scans of pages that lie a little skewed on a dark or light
 background, and gives each page back upright and cropped to its exact size.
