@@ -414,6 +414,15 @@ TEST_F(ToolBatch, WorkersEndWhenTheirForemanIsKilled)
     EXPECT_FALSE(Exists(Path("report")));
     EXPECT_LT(Tree("out").size(), 400u);
     ExpectNoHiddenFiles("");
+    /* Also one that waits for something else. */
+    ASSERT_EQ(0, mkfifo(Path("pipe.png").c_str(), 0600));
+    const pid_t other = Start({"-n", "pipe.png"});
+    const int pipe = OpenPipe("pipe.png");
+    ReaderOf("pipe.png", other);
+    kill(other, SIGKILL);
+    EXPECT_EQ(-SIGKILL, Wait(other));
+    WaitForGroup(other);
+    close(pipe);
     ASSERT_EQ(0, prctl(PR_SET_CHILD_SUBREAPER, 0));
 }
 

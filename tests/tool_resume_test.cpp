@@ -154,6 +154,19 @@ TEST_F(ToolResume, ReportTellsOfEveryResultWheneverTheCallIsKilled)
     EXPECT_GT(seen, 0u);
 }
 
+TEST_F(ToolResume, SheetShowsAppliedFramesOfEarlierCallsAsItsOwn)
+{
+    Make("a.png", SmallSheet(2));
+    MakeBlank("b.png");
+    Make("c.png", SmallSheet(3));
+    ASSERT_EQ(3, Run("-n --json=found a.png b.png c.png"));
+    const std::string call = "-O out --skip-existing --on-fail copy --apply found --json=report --overlay check ";
+    ASSERT_EQ(3, Run(call + "a.png b.png c.png")) << err;
+    const std::string sheet = ReadAll(Path("check/index.html"));
+    EXPECT_EQ(3, Run(call + "a.png b.png c.png")) << err;
+    EXPECT_EQ(sheet, ReadAll(Path("check/index.html")));
+}
+
 TEST_F(ToolResume, ResultIsToldBeforeItsInputsTurnComes)
 {
     /* The first input has its names, but its pages take long: those behind it are done before it is told of. */
