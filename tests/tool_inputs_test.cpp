@@ -72,6 +72,15 @@ TEST_F(ToolInputs, ListThatCannotBeReadEndsTheCall)
     EXPECT_EQ("a.png ", Files());
 }
 
+TEST_F(ToolInputs, ListOfNulsWithoutItsOptionEndsTheCall)
+{
+    MakeAll({"a.png", "b.png"});
+    WriteAll(Path("list"), std::string("a.png\0b.png\0", 12));
+    EXPECT_EQ(1, Run("-n --overlay . --files-from - <list"));
+    EXPECT_EQ("quarlo: standard input: the list holds NUL characters; -0 reads such a one (code 1)\n", err);
+    EXPECT_EQ("a.png b.png list ", Files());
+}
+
 TEST_F(ToolInputs, EmptyListIsNothingToDo)
 {
     WriteAll(Path("list"), "\n");

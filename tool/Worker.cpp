@@ -4,6 +4,7 @@
 #include "Worker.h"
 
 #include <csignal>
+#include <malloc.h>
 #include <new>
 #include <poll.h>
 
@@ -80,10 +81,22 @@ private:
     int slots_ = 0;
 };
 
+/*
+ * Pages are alike: what one has released serves the next. Given back to the system, it would come anew, and cleared, for
+ * each. Larger blocks than that still go back.
+ */
+void KeepMemory()
+{
+    constexpr int largest = 32 << 20, most = 256 << 20;
+    mallopt(M_MMAP_THRESHOLD, largest);
+    mallopt(M_TRIM_THRESHOLD, most);
+}
+
 } // namespace
 
 int BeWorker(int descriptor, const Options& options, const KnownPages& known)
 {
+    KeepMemory();
     try {
         DistantForeman foreman(descriptor);
         Source source;
