@@ -441,7 +441,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
     if (!complaint.empty()) return Usage(complaint);
     const Problem problem = ListSources(options);
     if (problem) {
-        Say(options->given.list, WordsOf(problem));
+        Say(options->given.list == "-" ? "standard input" : options->given.list, WordsOf(problem));
         return kFailed;
     }
     complaint = InputsComplaint(*options);

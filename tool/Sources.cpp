@@ -181,6 +181,8 @@ Problem AddList(const Given& given, std::vector<Source>* inputs)
     const Problem problem = given.list == "-" ? ReadAll(STDIN_FILENO, &bytes) : ReadFile(given.list, &bytes);
     if (problem) return problem;
     std::string_view text = ViewOf(bytes);
+    if (!given.nul && text.find('\0') != std::string_view::npos)
+        return {quarlo::Code::bad_argument, "list", "the list holds NUL characters; -0 reads such a one"};
     while (!text.empty()) {
         const size_t end = text.find(given.nul ? '\0' : '\n');
         std::string_view name = text.substr(0, end);
