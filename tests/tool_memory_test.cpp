@@ -5,6 +5,7 @@
  * Every third allocation of a short run; of the others, which begin alike, less. --stride=1 takes all; of Tiff one then
  * crashes inside libtiff's own reading of a directory, which no caller can prevent.
  */
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -16,6 +17,8 @@ using test::ReadAll;
 
 namespace
 {
+
+constexpr size_t kPngEnd = 8; /* bytes of the chunk that ends a file */
 
 int chosen_stride = 0;
 
@@ -35,7 +38,7 @@ const MemoryCase kCases[] = {
     {"Document", "-j 2 --apply report2 -o out.tif two.tif", "out.tif ", 61},
     {"Search", "-o out.bmp in.bmp", "out.bmp ", 61},
     {"Report", "--json=out.json --overlay out.svg -n in.bmp", "out.json out.svg ", 61},
-    {"Sheet", "-n --overlay out in.bmp", "out/in.svg out/index.html ", 61},
+    {"Sheet", "-n --overlay out in.bmp", "out/in.svg out/thumbnails/in.png out/index.html ", 61},
     {"Copy", "-a 0.001 --on-fail copy -o out.png in.png", "out.png ", 61},
 };
 
@@ -71,11 +74,16 @@ protected:
             const size_t end = names.find(' ', begin);
             const std::string name = Path(names.substr(begin, end - begin));
             EXPECT_TRUE(Exists(name)) << name;
-            if (name.substr(name.size() - 5) != ".json") all += ReadAll(name);
+            const std::string content = ReadAll(name);
+            /* Where memory is short, small drawings are made in another way, which changes some pixels. */
+            if (name.find("/thumbnails/") != std::string::npos)
+                all += content.substr(content.size() - std::min(content.size(), kPngEnd));
+            else if (name.substr(name.size() - 5) != ".json")
+                all += content;
             std::filesystem::remove(name);
             begin = end + 1;
         }
-        std::filesystem::remove(Path("out"));
+        std::filesystem::remove_all(Path("out"));
         return all;
     }
 
