@@ -27,10 +27,10 @@ constexpr Words kWords[] = {
          "--threshold."},
     {12, "The bitmap in memory is not valid. This is a fault of the program that made it."},
     {20, "The file cannot be opened or read. Check its name and its rights."},
-    {21, "The file is none of BMP, PNG, JPEG, TIFF and PNM."},
-    {22, "The file is damaged or cut short; it cannot be decoded to its end."},
+    {21, "The file is none of BMP, PNG, JPEG, TIFF and PNM. Convert it to one of them first."},
+    {22, "The file is damaged or cut short; it cannot be decoded to its end. Get it again from where it came."},
     {23, "The file holds a kind of picture that is not taken, such as CMYK or a compressed BMP. Convert it first."},
-    {24, "The picture has more pixels than can be held."},
+    {24, "The picture has more pixels than can be held, or than --max-pixels allows."},
     {25, "The file has fewer pages than --pages asks for."},
     {30,
      "The result cannot be created or written to its end. Check the folder, its rights and the room on the disk."},
@@ -42,10 +42,13 @@ constexpr Words kWords[] = {
      "was not cut. Look at it with --overlay; give --ground and --threshold by hand if the frame is right."},
     {41, "The page is turned further than --max-angle allows."},
     {42, "The page is a smaller part of the scan than --min-area allows."},
-    {50, "The report given to --apply cannot be read, or says nothing of this page."},
-    {60, "The work was interrupted."},
-    {61, "The process that worked on the page did not live to finish it: the page made it crash, memory ran out, or "
-         "somebody ended it. Other pages are not concerned. Try the page alone, and with fewer --jobs."},
+    {50, "The report given to --apply cannot be read, or says nothing of this page; or the file that --json is to "
+         "go on with "
+         "is no report."},
+    {60, "The work was interrupted. The same command with --skip-existing goes on with it."},
+    {61,
+     "The process that worked on the page did not live to finish it: the page made it crash, memory ran out, or "
+     "somebody ended it. Other pages are not concerned. Try the page alone, and with fewer --jobs."},
 };
 
 } // namespace

@@ -58,9 +58,9 @@ TEST_F(ToolInputs, NamesThatEndInNulMayHoldLineEnds)
     std::filesystem::rename(Path("-.png"), Path("-"));
     WriteAll(Path("list"), std::string("a\nb.png\0-\0", 10));
     EXPECT_EQ(0, Run("--angle -0 --files-from list"));
-    EXPECT_EQ("a\nb.png\t0.735\n./-\t0.735\n", out);
+    EXPECT_EQ("a?b.png\t0.735\n./-\t0.735\n", out);
     EXPECT_EQ(0, Run("--angle -0 --files-from - <list"));
-    EXPECT_EQ("a\nb.png\t0.735\n./-\t0.735\n", out);
+    EXPECT_EQ("a?b.png\t0.735\n./-\t0.735\n", out);
 }
 
 TEST_F(ToolInputs, ListThatCannotBeReadEndsTheCall)
@@ -76,17 +76,32 @@ TEST_F(ToolInputs, ListOfNulsWithoutItsOptionEndsTheCall)
 {
     MakeAll({"a.png", "b.png"});
     WriteAll(Path("list"), std::string("a.png\0b.png\0", 12));
-    EXPECT_EQ(1, Run("-n --overlay . --files-from - <list"));
-    EXPECT_EQ("quarlo: standard input: the list holds NUL characters; -0 reads such a one (code 1)\n", err);
+    EXPECT_EQ(2, Run("-n --overlay . --files-from - <list"));
+    EXPECT_EQ("quarlo: the list holds NUL characters; -0 reads such a one\nquarlo --help tells the usage\n", err);
     EXPECT_EQ("a.png b.png list ", Files());
+}
+
+TEST_F(ToolInputs, ControlCharactersInNamesDoNotReachTheTerminal)
+{
+    EXPECT_EQ(1, Run("-n 'a\033[31m\nb.png'"));
+    EXPECT_EQ("quarlo: a?[31m?b.png: cannot be read: No such file or directory (code 20)\n", err);
+}
+
+TEST_F(ToolInputs, SmallDrawingsInTheSearchedFolderAreNoScans)
+{
+    MakeAll({"in/a.png"});
+    EXPECT_EQ(0, Run("-n -r --overlay in in"));
+    EXPECT_EQ(0, Run("-n -r --overwrite --overlay in in"));
+    EXPECT_EQ("a.png a.svg index.html thumbnails ", Files("in"));
+    EXPECT_EQ("a.png ", Files("in/thumbnails"));
 }
 
 TEST_F(ToolInputs, EmptyListIsNothingToDo)
 {
     WriteAll(Path("list"), "\n");
     EXPECT_EQ(0, Run("-O out --files-from list"));
-    EXPECT_EQ("", out + err);
-    EXPECT_EQ(0, Run("--files-from - </dev/null"));
+    EXPECT_EQ("quarlo: there is no picture to work on\n", out + err);
+    EXPECT_EQ(0, Run("-q --files-from - </dev/null"));
     EXPECT_EQ("", out + err);
     EXPECT_EQ("list out ", Files());
     EXPECT_EQ("", Files("out"));
@@ -163,7 +178,7 @@ TEST_F(ToolInputs, FolderWithoutRecursionIsAnErrorOfThatInput)
 {
     MakeAll({"in/a.png", "b.png"});
     EXPECT_EQ(1, Run("-O out in b.png"));
-    EXPECT_EQ("quarlo: in: cannot be read: Is a directory (code 20)\n", err);
+    EXPECT_EQ("quarlo: in: cannot be read: it is a folder; -r takes the pictures in it (code 20)\n", err);
     EXPECT_EQ("b_q.png ", Files("out"));
 }
 

@@ -70,6 +70,18 @@ TEST_F(ToolOptions, ExplainTellsWhatACodeMeans)
     ExpectUsage("--explain 1.5", "--explain: \"1.5\" is no whole number from 0 to 999");
 }
 
+TEST_F(ToolOptions, ValueOfAFlagIsWrongUsage)
+{
+    Make("scan.png");
+    const std::string scan = test::ReadAll(Path("scan.png"));
+    for (const char* value : {"", "no", "yes", "0", "-1", "maybe"}) {
+        ExpectUsage("--in-place=" + std::string(value) + " scan.png", "--in-place takes no value");
+        ExpectUsage("--dry-run=" + std::string(value) + " scan.png", "--dry-run takes no value");
+    }
+    EXPECT_TRUE(scan == test::ReadAll(Path("scan.png")));
+    EXPECT_EQ(0, Run("-o out.png -- scan.png"));
+}
+
 TEST_F(ToolOptions, WrongValuesAreWrongUsage)
 {
     Make("scan.png");

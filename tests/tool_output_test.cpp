@@ -238,7 +238,9 @@ TEST_F(ToolOutput, ExistingFileIsKeptUnlessToldOtherwise)
     Make("scan.png");
     WriteAll(Path("scan_q.png"), "precious");
     EXPECT_EQ(1, Run("scan.png"));
-    EXPECT_EQ("quarlo: scan.png: scan_q.png: exists already; --overwrite replaces it (code 31)\n", err);
+    EXPECT_EQ("quarlo: scan.png: scan_q.png: exists already; --overwrite replaces it, --skip-existing keeps it "
+              "(code 31)\n",
+              err);
     EXPECT_EQ(0, Run("--skip-existing -v scan.png"));
     EXPECT_EQ("quarlo: scan.png: scan_q.png exists and is left\n", err);
     EXPECT_EQ("precious", ReadAll(Path("scan_q.png")));
@@ -253,7 +255,7 @@ TEST_F(ToolOutput, ExistingReportsAndDrawingsAreKeptToo)
     WriteAll(Path("d.svg"), "precious");
     EXPECT_EQ(1, Run("--json=r scan.png"));
     EXPECT_EQ(1, Run("--overlay d.svg scan.png"));
-    EXPECT_EQ("quarlo: d.svg: exists already; --overwrite replaces it (code 31)\n", err);
+    EXPECT_EQ("quarlo: d.svg: exists already; --overwrite replaces it, --skip-existing keeps it (code 31)\n", err);
     EXPECT_EQ("d.svg r scan.png ", Files());
     EXPECT_EQ("precious", ReadAll(Path("r")));
     EXPECT_EQ("precious", ReadAll(Path("d.svg")));

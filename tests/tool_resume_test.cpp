@@ -264,7 +264,7 @@ TEST_F(ToolResume, WithoutSkippingAReportIsKeptOrReplacedAsAWhole)
     Make("a.png", SmallSheet());
     WriteAll(Path("report"), "precious");
     EXPECT_EQ(1, Run("-n --json=report a.png"));
-    EXPECT_EQ("quarlo: report: exists already; --overwrite replaces it (code 31)\n", err);
+    EXPECT_EQ("quarlo: report: exists already; --overwrite replaces it, --skip-existing keeps it (code 31)\n", err);
     EXPECT_EQ("precious", ReadAll(Path("report")));
     EXPECT_EQ(0, Run("-n --overwrite --json=report a.png")) << err;
     EXPECT_EQ(0u, ReadAll(Path("report")).find("{\"v\":1,\"file\":\"a.png\""));

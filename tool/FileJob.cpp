@@ -82,6 +82,8 @@ private:
     Problem Open()
     {
         is_stream_ = source_.name == "-" || IsPipe(source_.name);
+        if (IsFolder(source_.name) && !options_.given.recursive)
+            return {Code::cannot_read, "read", "it is a folder; -r takes the pictures in it"};
         if (!is_stream_) return Input::OpenFile(source_.name, &input_);
         Bytes bytes;
         Problem problem = source_.name == "-" ? ReadAll(STDIN_FILENO, &bytes) : ReadFile(source_.name, &bytes);
@@ -341,7 +343,11 @@ private:
         if (!problem) problem = copied && CopiesBytes() ? FinishAsCopy(file) : file->Finish();
         record_.pages.back().result.report.ms.back().second += watch.ms();
         if (!problem) return;
+        /* Another call has come first, and its result is as good. */
+        const bool is_left = problem.code == Code::exists && options_.existing == Existing::skip;
         for (auto page = begin; page != record_.pages.end(); ++page) {
+            page->exists = is_left;
+            if (is_left) continue;
             page->result.Fail(Status::error, problem);
             page->result.report.out.clear();
         }

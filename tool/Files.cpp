@@ -135,7 +135,7 @@ Problem CheckFree(const std::string& name, SafeFile::Existing existing)
     Problem problem = CheckOrdinary(name);
     if (problem) return problem;
     if (existing == SafeFile::Existing::replace || !Exists(name)) return {};
-    return {Code::exists, "write", "exists already; --overwrite replaces it"};
+    return {Code::exists, "write", "exists already; --overwrite replaces it, --skip-existing keeps it"};
 }
 
 TextFile::~TextFile()

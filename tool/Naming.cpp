@@ -21,6 +21,7 @@ namespace tool
 namespace
 {
 
+constexpr const char* kThumbnails = "thumbnails";
 constexpr std::string_view kStem = "{stem}", kExt = "{ext}", kPage = "{page}";
 
 void Replace(std::string_view placeholder, const std::string& value, std::string* text)
@@ -235,9 +236,11 @@ std::string SheetName(const Options& options, int page)
     return (fs::path(options.overlay) / quarlo::ContactSheet::NameOf(page)).string();
 }
 
+std::string ThumbnailFolder(const Options& options) { return (fs::path(options.overlay) / kThumbnails).string(); }
+
 std::string ThumbnailOf(const std::string& drawing)
 {
-    return (fs::path("thumbnails") / fs::path(drawing).replace_extension(".png")).string();
+    return (fs::path(kThumbnails) / fs::path(drawing).replace_extension(".png")).string();
 }
 
 } // namespace tool

@@ -35,6 +35,8 @@ bool OverlayIsFolder(const Options& options);
 /** The name of a page of the contact sheet in the folder of drawings. */
 std::string SheetName(const Options& options, int page = 1);
 
+/** The folder of small pictures in that of drawings. */
+std::string ThumbnailFolder(const Options& options);
 /** The name of the small picture beside a drawing, both in the folder of drawings. */
 std::string ThumbnailOf(const std::string& drawing);
 

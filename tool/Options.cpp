@@ -296,6 +296,20 @@ void AddInformationOptions(CLI::App* app, Options* options, Extras* extras)
     app->set_version_flag("-V,--version", "quarlo " QUARLO_VERSION, "the version")->group("Information");
 }
 
+/* The parser would take "--in-place=no" for no flag, and "--in-place=" for one. */
+std::string FlagWithValue(const CLI::App& app, int argc, char** argv)
+{
+    for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+        const std::string word = argv[i];
+        const size_t equals = word.find('=');
+        if (word.rfind("--", 0) != 0 || equals == std::string::npos) continue;
+        const std::string name = word.substr(0, equals);
+        const CLI::Option* option = app.get_option_no_throw(name);
+        if (option != nullptr && option->get_items_expected_max() == 0 && name != "--json") return name;
+    }
+    return "";
+}
+
 /* The names that systems have for the standard streams, too. */
 void NameStreams(Options* options)
 {
@@ -425,6 +439,8 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
     AddSearchOptions(&app, options);
     AddResultOptions(&app, options);
     AddInformationOptions(&app, options, &extras);
+    const std::string valued = FlagWithValue(app, argc, argv);
+    if (!valued.empty()) return Usage(valued + " takes no value");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& wish) {
@@ -440,6 +456,7 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options)
     std::string complaint = Complaint(*options, extras);
     if (!complaint.empty()) return Usage(complaint);
     const Problem problem = ListSources(options);
+    if (problem.code == Code::bad_argument) return Usage(problem.reason);
     if (problem) {
         Say(options->given.list == "-" ? "standard input" : options->given.list, WordsOf(problem));
         return kFailed;

@@ -27,6 +27,15 @@ std::string Format(const char* format, double number)
     return text;
 }
 
+/* Names may hold anything; what would break a line or play with the terminal shows as a question mark. */
+std::string Printable(std::string_view text)
+{
+    std::string printable(text);
+    for (char& letter : printable)
+        if ((letter >= 0 && letter < ' ') || letter == 0x7F) letter = '?';
+    return printable;
+}
+
 std::string PageName(const std::string& file, const PageRecord& page)
 {
     return page.is_file ? file : file + ": page " + std::to_string(page.result.report.page);
@@ -63,8 +72,7 @@ std::string Account(const PageResult& result)
 void Say(std::string_view subject, std::string_view words)
 {
     EraseBar();
-    std::fprintf(stderr, "quarlo: %.*s: %.*s\n", static_cast<int>(subject.size()), subject.data(),
-                 static_cast<int>(words.size()), words.data());
+    std::fprintf(stderr, "quarlo: %s: %s\n", Printable(subject).c_str(), Printable(words).c_str());
 }
 
 std::string WordsOf(const Problem& problem)
@@ -171,7 +179,7 @@ void Reporter::TellPage(const FileRecord& file, const PageRecord& page)
 {
     const PageReport& report = page.result.report;
     if (page.result.drawing_problem) {
-        Say(page.drawing, WordsOf(page.result.drawing_problem));
+        Say(HasSheet() ? InOverlay(page.drawing) : page.drawing, WordsOf(page.result.drawing_problem));
         failed_ = true;
     }
     if (report.problem && !page.left_out && report.problem.code != Code::interrupted) {
@@ -206,7 +214,7 @@ void Reporter::TellWarnings(const FileRecord& file)
 void Reporter::TellAngle(const PageRecord& page)
 {
     const PageReport& report = page.result.report;
-    const std::string name = options_.inputs.size() > 1 ? report.file + "\t" : "";
+    const std::string name = options_.inputs.size() > 1 ? Printable(report.file) + "\t" : "";
     const std::string angle = report.status == Status::ok ? Format("%.3f", page.result.frame->angle_deg) : "-";
     if (failed_to_write_) return;
     EraseBar();

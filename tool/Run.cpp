@@ -42,6 +42,8 @@ int Run(const Options& options)
     if (!Prepare(options, &known) || !reporter.Open()) return kFailed;
     Claims claims(options);
     claims.ClaimReports(options); /* the command line was refused where that cannot be */
+    if (options.inputs.empty() && options.talk != Talk::quiet)
+        std::fputs("quarlo: there is no picture to work on\n", stderr);
     const Part part = PartOf(options.shard, options.inputs.size());
     Progress progress(options, part.end - part.begin);
     const auto tell = [&](const FileRecord& file) { reporter.Tell(file); };

@@ -166,7 +166,8 @@ private:
     {
         std::error_code error;
         return (!options_.folder.empty() && fs::equivalent(folder, options_.folder, error)) ||
-               (!options_.overlay.empty() && fs::equivalent(folder, options_.overlay, error));
+               (!options_.overlay.empty() && fs::equivalent(folder, options_.overlay, error)) ||
+               (!options_.overlay.empty() && fs::equivalent(folder, ThumbnailFolder(options_), error));
     }
 
     const Options& options_;
