@@ -303,7 +303,7 @@ std::string FlagWithValue(const CLI::App& app, int argc, char** argv)
         const std::string word = argv[i];
         const size_t equals = word.find('=');
         if (word.rfind("--", 0) != 0 || equals == std::string::npos) continue;
-        const std::string name = word.substr(0, equals);
+        std::string name = word.substr(0, equals);
         const CLI::Option* option = app.get_option_no_throw(name);
         if (option != nullptr && option->get_items_expected_max() == 0 && name != "--json") return name;
     }

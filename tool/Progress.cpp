@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
@@ -111,17 +110,18 @@ std::string Facts(const Stand& stand, bool words, const BarStyle& style)
     return text;
 }
 
-bool IsSet(const char* name)
+/* The value of an environment variable; empty where it is not set. */
+std::string Variable(const char* name)
 {
     const char* value = std::getenv(name);
-    return value != nullptr && *value != '\0';
+    return value != nullptr ? value : "";
 }
 
 bool HasUnicode()
 {
     for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-        if (!IsSet(name)) continue;
-        const std::string locale = LowerCase(std::getenv(name));
+        const std::string locale = LowerCase(Variable(name));
+        if (locale.empty()) continue;
         return locale.find("utf-8") != std::string::npos || locale.find("utf8") != std::string::npos;
     }
     return false;
@@ -129,8 +129,8 @@ bool HasUnicode()
 
 bool IsTerminal()
 {
-    const char* kind = std::getenv("TERM");
-    return isatty(STDERR_FILENO) && kind != nullptr && std::strcmp(kind, "dumb") != 0;
+    const std::string kind = Variable("TERM");
+    return isatty(STDERR_FILENO) && !kind.empty() && kind != "dumb";
 }
 
 int Columns()
@@ -182,7 +182,7 @@ Progress::Progress(const Options& options, size_t inputs)
     : style_(Chosen(options, inputs)), talks_(options.progress == ProgressStyle::lines)
 {
     stand_.inputs = inputs;
-    bar_.colour = !IsSet("NO_COLOR");
+    bar_.colour = Variable("NO_COLOR").empty();
     bar_.unicode = HasUnicode();
     next_ = style_ == ProgressStyle::lines ? kLinePause : kBarPause;
 }

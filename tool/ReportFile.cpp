@@ -81,7 +81,7 @@ Problem ReportFile::ReadJournal()
         rest.append(chunk.data(), static_cast<size_t>(count));
         size_t begin = 0;
         for (size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n', begin)) {
-            const Problem problem = Learn(std::string_view(rest).substr(begin, end - begin), end_);
+            Problem problem = Learn(std::string_view(rest).substr(begin, end - begin), end_);
             if (problem) return problem;
             end_ += end + 1 - begin;
             begin = end + 1;
@@ -109,7 +109,7 @@ Problem ReportFile::Learn(std::string_view text, std::uint64_t offset)
 
 Problem ReportFile::Append(std::string_view text, Line* line)
 {
-    const Problem problem = WriteAll(journal_.number(), std::string(text) + "\n");
+    Problem problem = WriteAll(journal_.number(), std::string(text) + "\n");
     if (problem) return problem;
     *line = {end_, text.size()};
     end_ += text.size() + 1;

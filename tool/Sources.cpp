@@ -179,7 +179,7 @@ private:
 Problem AddList(const Given& given, std::vector<Source>* inputs)
 {
     Bytes bytes;
-    const Problem problem = given.list == "-" ? ReadAll(STDIN_FILENO, &bytes) : ReadFile(given.list, &bytes);
+    Problem problem = given.list == "-" ? ReadAll(STDIN_FILENO, &bytes) : ReadFile(given.list, &bytes);
     if (problem) return problem;
     std::string_view text = ViewOf(bytes);
     if (!given.nul && text.find('\0') != std::string_view::npos)

@@ -26,7 +26,9 @@ def start(run, jobs):
     """The same command each time; a process group of its own, as a terminal makes it."""
     command = [quarlo, "-r", "-q", "-j", str(jobs), "--skip-existing", "-O", run, f"--json={run}.jsonl",
                "--max-pixels", "100M", os.path.relpath(scans, work)]
-    return subprocess.Popen(command, cwd=work, stderr=subprocess.PIPE, text=True, start_new_session=True)
+    # Started in the background, this script may have been told to ignore Ctrl-C, and the tool would go on ignoring it.
+    return subprocess.Popen(command, cwd=work, stderr=subprocess.PIPE, text=True, start_new_session=True,
+                            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
 
 
 def finish(process):
