@@ -8,6 +8,7 @@ WRITER is write_sheets; FOLDER is emptied, and holds the sheets, the browser's p
 import collections
 import json
 import os
+import socket
 import pathlib
 import re
 import shutil
@@ -49,6 +50,21 @@ return arguments[0].map(selector => {
 """
 
 
+class Driver(Service):
+    """The driver, found by its number: a bare system may not know the name of the local host."""
+
+    @property
+    def service_url(self):
+        return f"http://127.0.0.1:{self.port}"
+
+    def is_connectable(self):
+        try:
+            socket.create_connection(("127.0.0.1", self.port), 1).close()
+            return True
+        except OSError:
+            return False
+
+
 class Reviewer:
     """The browser, with the folder of sheets."""
 
@@ -64,7 +80,7 @@ class Reviewer:
             arguments.append("--no-sandbox")
         for argument in arguments:
             options.add_argument(argument)
-        self.driver = webdriver.Chrome(service=Service(driver), options=options)
+        self.driver = webdriver.Chrome(service=Driver(driver), options=options)
         self.driver.get("about:blank")
         self.requests()  # of the page that the browser began with
 
