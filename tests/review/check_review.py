@@ -75,7 +75,7 @@ class Reviewer:
         options.set_capability("goog:loggingPrefs", {"performance": "ALL"})
         arguments = ["--headless=new", "--window-size=1280,900", f"--user-data-dir={folder / 'profile'}",
                      "--disable-dev-shm-usage", "--disable-background-networking", "--disable-component-update",
-                     "--no-first-run", "--host-resolver-rules=MAP * ~NOTFOUND"]
+                     "--no-first-run", "--remote-debugging-pipe", "--host-resolver-rules=MAP * ~NOTFOUND"]
         if os.geteuid() == 0:
             arguments.append("--no-sandbox")
         for argument in arguments:
