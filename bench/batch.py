@@ -26,7 +26,6 @@ STAGES = ("read", "find", "turn", "write")
 ROUNDS = 5
 PEER_PAGES = 10
 MEMORY = "/dev/shm"
-MEMORY_PAGES = 50
 SECONDS_BETWEEN_SAMPLES = 0.02
 EXITS_OF_A_WHOLE_RUN = (0, 3)  # 3: a page had no usable frame
 
@@ -156,7 +155,7 @@ def runs_in_memory(options, scans):
     if not os.path.isdir(MEMORY):
         return None
     with tempfile.TemporaryDirectory(dir=MEMORY) as results:
-        return ToolRuns(options, scans[:MEMORY_PAGES], results)
+        return ToolRuns(options, scans, results)
 
 
 # ---- Peers ----
@@ -222,7 +221,8 @@ def measure_format(options, kind):
     scans = sorted(os.path.join(folder, name) for name in os.listdir(folder) if name.startswith("scan-"))
     print(f"{FORMATS[kind]}: measuring", flush=True)
     runs = ToolRuns(options, scans, options.work)
-    in_memory = runs_in_memory(options, scans)
+    is_slow = runs.speedups and runs.speedup() < LEAST_SPEEDUP
+    in_memory = runs_in_memory(options, scans) if is_slow else None
     right, skew_right = count_right(options.judge, truth, runs.frames())
 
     column = {}
@@ -230,8 +230,7 @@ def measure_format(options, kind):
         column[f"pages a second, {jobs} job{'s'[:jobs - 1]}"] = rounded(statistics.median(runs.rates[jobs]))
     if runs.speedups:
         column["two jobs against one"] = "x" + rounded(runs.speedup())
-        if in_memory:
-            column["the same, results in memory"] = "x" + rounded(in_memory.speedup())
+        column["the same, results in memory"] = "x" + rounded(in_memory.speedup()) if in_memory else "-"
     for stage in STAGES:
         column[f"ms a page: {stage}"] = rounded(runs.stage_ms(stage))
     column["find and turn, of all four"] = f"{100 * runs.find_and_turn():.1f} %"
@@ -250,7 +249,7 @@ def measure_format(options, kind):
 
 
 def broken_bounds(kind, runs, in_memory):
-    """Two jobs are held to their bound where the disk has no say, if there is such a place."""
+    """Where two jobs miss their bound, they are held to it where the disk has no say, if there is such a place."""
     broken = []
     most = MOST_FIND_AND_TURN.get(kind, 1.0)
     if runs.find_and_turn() > most:
