@@ -37,12 +37,6 @@ class ToolBatch : public test::ToolTest
 protected:
     using List = std::vector<std::string>;
 
-    void MakeBlank(const std::string& name)
-    {
-        quarlo::Page page;
-        page.bitmap = test::DrawNothing(300, 300, 8);
-        test::Save({&page}, Path(name));
-    }
     /* Its second page is empty. */
     void MakeHoley(const std::string& name)
     {

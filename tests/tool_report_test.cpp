@@ -22,12 +22,6 @@ namespace
 
 class ToolReport : public test::ToolTest
 {
-protected:
-    void MakeNothing(const std::string& name)
-    {
-        const Page nothing = {test::DrawNothing(300, 300, 8), {}, {}};
-        Save({&nothing}, Path(name));
-    }
 };
 
 std::vector<json> Lines(const std::string& text)
@@ -48,7 +42,7 @@ Sheet Turned(double angle_deg)
 TEST_F(ToolReport, EachPageHasALineAndASummaryCloses)
 {
     Make("a.png", Turned(1.0));
-    MakeNothing("b.png");
+    MakeBlank("b.png");
     WriteAll(Path("c.png"), "no picture");
     EXPECT_EQ(1, Run("--json -O out a.png b.png c.png"));
     const std::vector<json> lines = Lines(out);
@@ -119,7 +113,7 @@ TEST_F(ToolReport, AngleIsOneLineAPageAfterTheNameOfSeveral)
 {
     Make("a.png", Turned(5.0));
     Make("b.png", Turned(-0.5));
-    MakeNothing("c.png");
+    MakeBlank("c.png");
     EXPECT_EQ(0, Run("--angle a.png"));
     EXPECT_NEAR(5.0, std::stod(out), 0.1);
     EXPECT_EQ(out.find('\n'), out.size() - 1);
@@ -142,7 +136,7 @@ TEST_F(ToolReport, AngleIsOneLineAPageAfterTheNameOfSeveral)
 TEST_F(ToolReport, QuietTellsErrorsAndVerboseEveryPage)
 {
     Make("scan.png", Turned(2.0));
-    MakeNothing("blank.png");
+    MakeBlank("blank.png");
     EXPECT_EQ(1, Run("-q -n scan.png blank.png missing.png"));
     EXPECT_EQ(0u, err.find("quarlo: missing.png: ")) << err;
     EXPECT_EQ(0, Run("-v -n scan.png"));
@@ -157,9 +151,9 @@ TEST_F(ToolReport, OverlayFolderHoldsADrawingAPageAndAContactSheet)
 {
     const Page one = test::PageOf(Turned(1.0)), two = test::PageOf(Turned(2.0));
     Save({&one, &two}, Path("scan.tif"));
-    MakeNothing("blank.png");
+    MakeBlank("blank.png");
     ASSERT_EQ(0, std::system(("mkdir '" + Path("sub") + "'").c_str()));
-    MakeNothing("sub/blank.png");
+    MakeBlank("sub/blank.png");
     WriteAll(Path("bad.png"), "no picture");
     EXPECT_EQ(1, Run("-n --overlay check scan.tif blank.png sub/blank.png bad.png"));
     EXPECT_EQ("blank.svg blank~2.svg index.html scan-1.svg scan-2.svg thumbnails ", Files("check"));

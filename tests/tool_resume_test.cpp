@@ -34,12 +34,6 @@ protected:
     static void SetUpTestSuite() { ASSERT_EQ(0, prctl(PR_SET_CHILD_SUBREAPER, 1)); }
     static void TearDownTestSuite() { ASSERT_EQ(0, prctl(PR_SET_CHILD_SUBREAPER, 0)); }
 
-    void MakeBlank(const std::string& name)
-    {
-        quarlo::Page page;
-        page.bitmap = test::DrawNothing(300, 300, 8);
-        test::Save({&page}, Path(name));
-    }
     /* Ten inputs, among them documents, a page that is copied, one that is turned too far, one that cannot be read. */
     List MakeInputs()
     {

@@ -25,19 +25,6 @@ namespace
 
 constexpr size_t kChunk = 1 << 16;
 
-/* Closes itself. */
-struct Descriptor {
-    explicit Descriptor(int opened) : number(opened) {}
-    ~Descriptor()
-    {
-        if (number >= 0) close(number);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    const int number;
-};
-
 Problem ReadProblem() { return {Code::cannot_read, "read", std::strerror(errno)}; }
 Problem WriteProblem(int error) { return {Code::cannot_write, "write", std::strerror(error)}; }
 
@@ -49,6 +36,11 @@ Problem ClosedPipe()
 }
 
 } // namespace
+
+void Owned::Close()
+{
+    if (descriptor_ >= 0) close(Release());
+}
 
 Problem ReadAll(int descriptor, Bytes* bytes)
 {
@@ -68,8 +60,8 @@ Problem ReadAll(int descriptor, Bytes* bytes)
 
 Problem ReadFile(const std::string& name, Bytes* bytes)
 {
-    const Descriptor file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    return file.number < 0 ? ReadProblem() : ReadAll(file.number, bytes);
+    const Owned file(open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    return file.number() < 0 ? ReadProblem() : ReadAll(file.number(), bytes);
 }
 
 Problem WriteAll(int descriptor, std::string_view bytes)

@@ -7,11 +7,33 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "quarlo/pages.hpp"
 
 namespace tool
 {
+
+/** A descriptor that closes itself. */
+class Owned
+{
+public:
+    explicit Owned(int descriptor = -1) : descriptor_(descriptor) {}
+    ~Owned() { Close(); }
+    Owned(Owned&& other) noexcept : descriptor_(other.Release()) {}
+    Owned& operator=(Owned&& other) noexcept
+    {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    int number() const { return descriptor_; }
+    void Close();
+
+private:
+    int Release() { return std::exchange(descriptor_, -1); }
+
+    int descriptor_;
+};
 
 /** All of a descriptor that need not be a file. */
 quarlo::Problem ReadAll(int descriptor, quarlo::Bytes* bytes);

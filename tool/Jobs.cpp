@@ -18,7 +18,6 @@ namespace
 {
 
 constexpr double kNoLimit = std::numeric_limits<double>::infinity();
-constexpr int kMostAutomatic = 1024;
 
 /* The first number in a file; a word such as "max" is no limit, and neither is a file that is not there. */
 double NumberIn(const std::string& file)
@@ -98,7 +97,7 @@ int AutomaticJobs(const std::string& root)
     Room room = {Processors(), FreeMemory(root)};
     Restrict(root, &room);
     const double jobs =
-        std::min({std::floor(room.processors + 0.5), room.memory / kMemoryOfJob, double{kMostAutomatic}});
+        std::min({std::floor(room.processors + 0.5), room.memory / kMemoryOfJob, double{kMostJobs}});
     return std::max(static_cast<int>(jobs), 1);
 }
 

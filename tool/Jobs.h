@@ -9,6 +9,9 @@
 namespace tool
 {
 
+/** No call works on more pages at a time. */
+constexpr int kMostJobs = 1024;
+
 /** Memory that a job is reckoned with: what a page of A4 in colour at 600 dpi takes at its worst moment. */
 constexpr double kMemoryOfJob = 512.0 * 1024 * 1024;
 

@@ -22,7 +22,6 @@ namespace
 {
 
 constexpr const char* kThumbnails = "thumbnails";
-constexpr std::string_view kStem = "{stem}", kExt = "{ext}", kPage = "{page}";
 
 void Replace(std::string_view placeholder, const std::string& value, std::string* text)
 {

@@ -6,6 +6,7 @@
 #define QUARLO_TOOL_NAMING_H
 
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -14,6 +15,9 @@
 
 namespace tool
 {
+
+/** What stands in the pattern of --name for parts of a name. */
+constexpr std::string_view kStem = "{stem}", kExt = "{ext}", kPage = "{page}";
 
 /** What is wrong with the names that the options give to results, reports and drawings; empty: nothing. */
 std::string NamesComplaint(const Options& options);

@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Files.h"
+#include "Jobs.h"
 #include "Naming.h"
 #include "Reporter.h"
 #include "Sources.h"
@@ -23,7 +24,6 @@ namespace tool
 namespace
 {
 
-constexpr int kMostJobs = 1024;
 constexpr const char* kEmptyValue = "the value is empty";
 
 constexpr const char* kFooter =

@@ -32,7 +32,7 @@ struct Source {
         below; /**< of a file that was found in a folder: where in that folder it lies, and its results below -O */
 };
 
-/** Whose names the call was given, before they are looked up; see Sources.h. */
+/** Which names the call was given, before they are looked up; see Sources.h. */
 struct Given {
     std::vector<std::string> names; /**< files, folders with `recursive`, or "-" */
     std::string list;               /**< --files-from: a file's name, "-", or empty */

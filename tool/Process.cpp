@@ -35,11 +35,6 @@ struct Head {
 
 } // namespace
 
-void Owned::Close()
-{
-    if (descriptor_ >= 0) close(Release());
-}
-
 pid_t Fork(int death_signal)
 {
     /* What is still to be printed would be printed twice. */

@@ -9,31 +9,10 @@
 #include <string_view>
 #include <sys/types.h>
 
-#include "quarlo/pages.hpp"
+#include "Files.h"
 
 namespace tool
 {
-
-/** A descriptor that closes itself. */
-class Owned
-{
-public:
-    explicit Owned(int descriptor = -1) : descriptor_(descriptor) {}
-    ~Owned() { Close(); }
-    Owned(Owned&& other) noexcept : descriptor_(other.Release()) {}
-    Owned& operator=(Owned&& other) noexcept
-    {
-        std::swap(descriptor_, other.descriptor_);
-        return *this;
-    }
-    int number() const { return descriptor_; }
-    void Close();
-
-private:
-    int Release() { return std::exchange(descriptor_, -1); }
-
-    int descriptor_;
-};
 
 /**
  * fork(), with the child getting `death_signal` when its parent ends. Negative: there is no process to be had, errno

@@ -26,13 +26,6 @@ constexpr int kLongestBar = 40;
 
 bool bar_is_shown = false;
 
-std::string Number(const char* format, double number)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, format, number);
-    return text;
-}
-
 /* "4:03" or "1:04:03" */
 std::string Duration(double seconds)
 {
@@ -96,17 +89,19 @@ std::string Bar(double share, int width, const BarStyle& style)
     return bar + (style.colour ? "\033[0m" : "");
 }
 
-/* The facts beside the bar, in words or short. */
-std::string Facts(const Stand& stand, bool words, const BarStyle& style)
+std::string Failed(const Stand& stand) { return std::to_string(stand.failed) + " failed"; }
+
+/* Share, pages, rate, time left and failures, in words or short. */
+std::string Facts(const Stand& stand, bool words, const char* separator, bool colour)
 {
-    const std::string left = TimeLeft(stand), failed = std::to_string(stand.failed) + " failed";
+    const std::string left = TimeLeft(stand), failed = Failed(stand);
     std::vector<std::string> facts = {Percent(stand) + (words ? " %" : "%"),
                                       words ? Pages(stand) : std::to_string(stand.pages) + "p",
-                                      Number("%.1f", Rate(stand)) + (words ? " pages/s" : "/s")};
+                                      NumberText("%.1f", Rate(stand)) + (words ? " pages/s" : "/s")};
     if (!left.empty()) facts.push_back(left + (words ? " left" : ""));
-    if (stand.failed > 0) facts.push_back(style.colour ? "\033[31m" + failed + "\033[0m" : failed);
+    if (stand.failed > 0) facts.push_back(colour ? "\033[31m" + failed + "\033[0m" : failed);
     std::string text;
-    for (const std::string& fact : facts) text += (text.empty() ? "" : words ? "  " : " ") + fact;
+    for (const std::string& fact : facts) text += (text.empty() ? "" : separator) + fact;
     return text;
 }
 
@@ -149,29 +144,23 @@ ProgressStyle Chosen(const Options& options, size_t inputs)
 
 } // namespace
 
-std::string ProgressLine(const Stand& stand)
-{
-    std::string text = Percent(stand) + " %, " + Pages(stand) + ", " + Number("%.1f", Rate(stand)) + " pages/s";
-    const std::string left = TimeLeft(stand);
-    if (!left.empty()) text += ", " + left + " left";
-    return stand.failed == 0 ? text : text + ", " + std::to_string(stand.failed) + " failed";
-}
+std::string ProgressLine(const Stand& stand) { return Facts(stand, true, ", ", false); }
 
 std::string LastLine(const Stand& stand)
 {
     std::string text =
-        Pages(stand) + " in " + Duration(stand.seconds) + ", " + Number("%.1f", Rate(stand)) + " pages/s";
+        Pages(stand) + " in " + Duration(stand.seconds) + ", " + NumberText("%.1f", Rate(stand)) + " pages/s";
     const size_t left = stand.done - stand.worked;
     if (left > 0) text += ", " + std::to_string(left) + " left from earlier";
     if (stand.done < stand.inputs) text += ", " + std::to_string(stand.inputs - stand.done) + " not done";
-    return stand.failed == 0 ? text : text + ", " + std::to_string(stand.failed) + " failed";
+    return stand.failed == 0 ? text : text + ", " + Failed(stand);
 }
 
 std::string ProgressBar(const Stand& stand, const BarStyle& style)
 {
     const int columns = style.columns - 1;
-    std::string facts = Facts(stand, true, style);
-    if (Width(facts) + 2 + kShortestBar > columns) facts = Facts(stand, false, style);
+    std::string facts = Facts(stand, true, "  ", style.colour);
+    if (Width(facts) + 2 + kShortestBar > columns) facts = Facts(stand, false, " ", style.colour);
     const int room = columns - Width(facts) - 2;
     if (room >= kShortestBar) return Bar(Share(stand), std::min(room, kLongestBar), style) + "  " + facts;
     if (Width(facts) <= columns) return facts;

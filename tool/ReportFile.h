@@ -16,7 +16,6 @@
 
 #include "Files.h"
 #include "Options.h"
-#include "Process.h"
 
 namespace tool
 {

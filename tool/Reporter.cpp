@@ -20,13 +20,6 @@ namespace tool
 namespace
 {
 
-std::string Format(const char* format, double number)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, format, number);
-    return text;
-}
-
 /* Names may hold anything; what would break a line or play with the terminal shows as a question mark. */
 std::string Printable(std::string_view text)
 {
@@ -55,15 +48,15 @@ std::string Account(const PageResult& result)
 {
     const PageReport& report = result.report;
     const Frame& frame = *result.frame;
-    std::string text = Format("angle %.3f degrees, ", frame.angle_deg) + std::to_string(frame.width) + " x " +
+    std::string text = NumberText("angle %.3f degrees, ", frame.angle_deg) + std::to_string(frame.width) + " x " +
                        std::to_string(frame.height) + " pixels";
     if (frame.threshold != 0)
         text += ", " + std::string(NameOf(frame.ground)) + " ground, threshold " + std::to_string(frame.threshold) +
-                Format(", score %.2f", frame.score);
+                NumberText(", score %.2f", frame.score);
     if (!frame.prepared.empty()) text += ", seen in " + frame.prepared;
     double ms = 0.0;
     for (const auto& [stage, time] : report.ms) ms += time;
-    text += Format(", %.0f ms", ms);
+    text += NumberText(", %.0f ms", ms);
     return report.out.empty() || report.out == "-" ? text : text + " -> " + report.out;
 }
 
@@ -215,7 +208,7 @@ void Reporter::TellAngle(const PageRecord& page)
 {
     const PageReport& report = page.result.report;
     const std::string name = options_.inputs.size() > 1 ? Printable(report.file) + "\t" : "";
-    const std::string angle = report.status == Status::ok ? Format("%.3f", page.result.frame->angle_deg) : "-";
+    const std::string angle = report.status == Status::ok ? NumberText("%.3f", page.result.frame->angle_deg) : "-";
     if (failed_to_write_) return;
     EraseBar();
     Note("standard output", angles_.Write(name + angle + "\n"));

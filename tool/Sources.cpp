@@ -55,7 +55,6 @@ public:
     }
 
 private:
-    static constexpr std::string_view kStem = "{stem}", kPage = "{page}", kExt = "{ext}";
     static constexpr std::string_view kNumber = "{-page}"; /* or nothing */
 
     static bool Takes(std::string_view piece, std::string_view* text)

@@ -29,12 +29,6 @@ public:
 private:
     template <class Value>
     void Add(const Value& value);
-    template <class Value>
-    void AddAll(const Value& list)
-    {
-        Add(list.size());
-        for (const auto& element : list) Add(element);
-    }
     void Add(const std::string& text)
     {
         Add(text.size());
@@ -43,7 +37,8 @@ private:
     template <class Element>
     void Add(const std::vector<Element>& list)
     {
-        AddAll(list);
+        Add(list.size());
+        for (const Element& element : list) Add(element);
     }
     void Add(const Bytes& list)
     {

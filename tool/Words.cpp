@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 using quarlo::Fill;
 using quarlo::Length;
@@ -154,6 +155,13 @@ std::string LowerCase(std::string_view text)
     for (char& c : lower)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     return lower;
+}
+
+std::string NumberText(const char* format, double number)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, format, number);
+    return text;
 }
 
 std::string ReadNumber(std::string_view text, double least, double most, double* number)

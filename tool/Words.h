@@ -29,6 +29,8 @@ struct Shard {
 };
 
 std::string LowerCase(std::string_view text);
+/** A number as printf() writes it. */
+std::string NumberText(const char* format, double number);
 
 /** A finite number from `least` to `most`. */
 std::string ReadNumber(std::string_view text, double least, double most, double* number);

@@ -177,6 +177,13 @@ void ToolTest::WaitFor(const std::string& name) const
     ASSERT_TRUE(Exists(Path(name))) << name;
 }
 
+void ToolTest::MakeBlank(const std::string& name)
+{
+    Page page;
+    page.bitmap = DrawNothing(300, 300, 8);
+    Save({&page}, Path(name));
+}
+
 std::string ToolTest::Files(const std::string& subfolder) const
 {
     std::vector<std::string> names;

@@ -60,6 +60,8 @@ protected:
     std::map<std::string, std::string> Tree(const std::string& subfolder) const;
     /* A report without times. */
     std::string Report(const std::string& name) const;
+    /* A scan without a page. */
+    void MakeBlank(const std::string& name);
     /* The files in the folder, sorted, with a space after each. */
     std::string Files(const std::string& subfolder = "") const;
 
