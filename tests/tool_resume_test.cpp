@@ -161,6 +161,18 @@ TEST_F(ToolResume, SheetShowsAppliedFramesOfEarlierCallsAsItsOwn)
     EXPECT_EQ(sheet, ReadAll(Path("check/index.html")));
 }
 
+TEST_F(ToolResume, SheetWithoutAReportTellsNoScoreOfWhatWasLeft)
+{
+    Make("a.png", SmallSheet(2));
+    const std::string call = "-O out --skip-existing --overlay check a.png";
+    ASSERT_EQ(0, Run(call)) << err;
+    EXPECT_NE(std::string::npos, ReadAll(Path("check/index.html")).find("<span>score "));
+    EXPECT_EQ(0, Run(call)) << err;
+    const std::string sheet = ReadAll(Path("check/index.html"));
+    EXPECT_NE(std::string::npos, sheet.find("left from an earlier run"));
+    EXPECT_EQ(std::string::npos, sheet.find("<span>score "));
+}
+
 TEST_F(ToolResume, ResultIsToldBeforeItsInputsTurnComes)
 {
     /* The first input has its names, but its pages take long: those behind it are done before it is told of. */

@@ -146,8 +146,10 @@ void Reporter::TellLeft(const FileRecord& file, const PageRecord& page)
     SheetEntry entry;
     entry.title = PageName(file.input, page);
     if (Exists(InOverlay(page.drawing))) AddDrawing(page.drawing, &entry);
-    entry.left = !told;
-    if (told) {
+    if (!told) {
+        entry.left = true;
+        entry.score = std::nan(""); /* not known any more */
+    } else {
         entry.status = told->status;
         entry.note = told->problem ? WordsOf(told->problem) : "";
         if (!std::isnan(told->score)) entry.score = told->score;
