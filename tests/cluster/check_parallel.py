@@ -16,11 +16,12 @@ import shards
 TOOL, WRITER, JOIN = (pathlib.Path(name).resolve() for name in sys.argv[1:4])
 COUNT = 23
 
-# Stands for ssh: the "machine" runs the command and is noted.
+# Stands for ssh: the "machine" is noted and runs the command, from its home and with a shell set, as after a login.
 SSH = """#!/bin/sh
 echo "$1" >>'{log}'
 shift 2
-exec sh -c "$*"
+cd "$HOME" || exit
+SHELL=/bin/sh exec /bin/sh -c "$*"
 """
 
 
@@ -51,9 +52,12 @@ class Parallel(unittest.TestCase):
         tool = [TOOL, "-q", *inputs, f"--shard={{}}/{count}", "-j", "1", "-O", "pages", "--skip-existing",
                 f"--json=reports/shard-{{}}-of-{count}.jsonl"]
         numbers = [str(number).zfill(len(str(count))) for number in range(1, count + 1)]
+        # Nothing of a user's own: parallel looks into the home and reads $PARALLEL.
+        home = {"PATH": os.environ["PATH"], "HOME": str(self.folder), "PARALLEL_HOME": str(self.folder)}
+        home.update({name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS") if name in os.environ})
         # Its exit code is the number of runs whose own is not 0.
         shards.run(["parallel", "--will-cite", *(parallel or ["--jobs", "3"]), "--joblog", self.folder / "log", *tool,
-                    ":::", *numbers], site.folder, codes=(1, 2), env={**os.environ, "PARALLEL_HOME": str(self.folder)})
+                    ":::", *numbers], site.folder, codes=(1, 2), env=home)
         rows = [row.split("\t") for row in (self.folder / "log").read_text(encoding="utf-8").splitlines()[1:]]
         self.assertEqual(count, len(rows))
         self.assertLessEqual({row[6] for row in rows}, {"0", "1", "3"})
