@@ -53,7 +53,7 @@ class Parallel(unittest.TestCase):
                 f"--json=reports/shard-{{}}-of-{count}.jsonl"]
         numbers = [str(number).zfill(len(str(count))) for number in range(1, count + 1)]
         # Nothing of a user's own: parallel looks into the home and reads $PARALLEL.
-        home = {"PATH": os.environ["PATH"], "HOME": str(self.folder), "PARALLEL_HOME": str(self.folder)}
+        home = {"PATH": f"{self.folder}:{os.environ['PATH']}", "HOME": str(self.folder), "PARALLEL_HOME": str(self.folder)}
         home.update({name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS") if name in os.environ})
         # Its exit code is the number of runs whose own is not 0.
         shards.run(["parallel", "--will-cite", *(parallel or ["--jobs", "3"]), "--joblog", self.folder / "log", *tool,
@@ -77,7 +77,7 @@ class Parallel(unittest.TestCase):
         ssh.write_text(SSH.format(log=log), encoding="utf-8")
         ssh.chmod(ssh.stat().st_mode | stat.S_IXUSR)
         inputs = ["-r", "scans"]
-        site = self.divided(inputs, 3, "--jobs", "1", "--ssh", ssh, "--sshlogin", "m1,m2,m3", "--workdir", ".")
+        site = self.divided(inputs, 3, "--jobs", "1", "--sshlogin", "m1,m2,m3", "--workdir", ".")
         shards.check_same(site, self.whole(inputs), JOIN)
         self.assertEqual(3, len(log.read_text(encoding="utf-8").splitlines()))
         self.assertTrue((site.folder / "pages/letters/old").is_dir())
