@@ -40,7 +40,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /* Runs the tool in the folder, through the shell; `out` and `err` hold what it said. Answers the exit code. */
+    /* Runs the tool in the folder, through the shell; `out` and `err` hold what it said. Shows progress only where the
+       arguments speak of it. Answers the exit code. */
     int Run(const std::string& arguments);
     /* Starts it without a shell, in a process group of its own; -1 leaves a stream as it is. */
     pid_t Start(const std::vector<std::string>& arguments, int input = -1, int output = -1);
