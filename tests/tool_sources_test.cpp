@@ -156,8 +156,7 @@ TEST_F(ListSourcesTest, FolderThatCannotBeReadIsAnInputOfItsOwn)
     constexpr uid_t kNobody = 65534;
     const uid_t us = geteuid();
     Make({"in/a.png", "in/b/c.png", "in/d.png"});
-    for (const char *folder : {".", "in"})
-        ASSERT_EQ(0, chmod(folder, 0755));
+    for (const char* folder : {".", "in"}) ASSERT_EQ(0, chmod(folder, 0755));
     ASSERT_EQ(0, chmod("in/b", 0));
     /* Root may read all folders. */
     ASSERT_EQ(0, us == 0 ? seteuid(kNobody) : 0);

@@ -53,7 +53,8 @@ class Parallel(unittest.TestCase):
                 f"--json=reports/shard-{{}}-of-{count}.jsonl"]
         numbers = [str(number).zfill(len(str(count))) for number in range(1, count + 1)]
         # Nothing of a user's own: parallel looks into the home and reads $PARALLEL.
-        home = {"PATH": f"{self.folder}:{os.environ['PATH']}", "HOME": str(self.folder), "PARALLEL_HOME": str(self.folder)}
+        own = str(self.folder)
+        home = {"PATH": f"{own}:{os.environ['PATH']}", "HOME": own, "PARALLEL_HOME": own}
         home.update({name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS") if name in os.environ})
         # Its exit code is the number of runs whose own is not 0.
         shards.run(["parallel", "--will-cite", *(parallel or ["--jobs", "3"]), "--joblog", self.folder / "log", *tool,
