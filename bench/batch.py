@@ -6,7 +6,7 @@
 
 Scans are made in the folder, format by format. They are taken in rounds: in each, the next part of them goes through
 the tool once with one job and once with two, so that both see the same scans at about the same time. Peers are
-measured where they are installed, on the first scans only, for they take long.
+measured where they are installed, on the first scans only, for they take long. Memory is looked at in runs of its own.
 """
 import argparse
 import json
@@ -59,25 +59,32 @@ def memory_of(pid):
         return 0
 
 
-def run_watched(command, good_exits):
-    """Seconds, and the most MiB that the process and its children had together."""
-    most = 0
+def run(command, watch=None):
+    """Seconds that the process took. While it runs, `watch` is called with its number again and again."""
     start = time.perf_counter()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
     messages = []
     reader = threading.Thread(target=lambda: messages.append(process.stderr.read()))
     reader.start()
-    while True:
+    while watch:
         try:
             process.wait(SECONDS_BETWEEN_SAMPLES)
             break
         except subprocess.TimeoutExpired:
-            most = max(most, sum(memory_of(pid) for pid in tree_of(process.pid)))
+            watch(process.pid)
+    process.wait()
     seconds = time.perf_counter() - start
     reader.join()
-    if process.returncode not in good_exits:
+    if process.returncode not in EXITS_OF_A_WHOLE_RUN:
         sys.exit(f"batch: {command[0]} ended with {process.returncode}: {messages[0]}")
-    return seconds, most / 1024
+    return seconds
+
+
+def most_memory(command):
+    """The most MiB that the process and its children had together. Looking takes time from them: no run is timed so."""
+    samples = [0]
+    run(command, lambda pid: samples.append(sum(memory_of(one) for one in tree_of(pid))))
+    return max(samples) / 1024
 
 
 def fresh_folder(name):
@@ -110,7 +117,7 @@ class ToolRuns:
         self.results = results
         self.jobs = (1, 2) if knows_jobs(options.tool) else (1,)
         self.rates = {jobs: [] for jobs in self.jobs}
-        self.memory = dict.fromkeys(self.jobs, 0.0)
+        self.report = os.path.join(options.work, "report.jsonl")
         self.speedups = []
         self.reports = []
         for k in range(ROUNDS):
@@ -118,23 +125,26 @@ class ToolRuns:
             seconds = {}
             # In turns the one or the other comes first.
             for jobs in self.jobs[::1 if k % 2 == 0 else -1]:
-                seconds[jobs] = self.run(options, part, jobs)
+                seconds[jobs] = self.timed(options, part, jobs)
                 self.rates[jobs].append(len(part) / seconds[jobs])
             if len(self.jobs) > 1:
                 self.speedups.append(seconds[1] / seconds[2])
 
-    def run(self, options, scans, jobs):
-        out = fresh_folder(os.path.join(self.results, "out"))
-        report = os.path.join(options.work, "report.jsonl")
-        chosen = ["-j", str(jobs)] if len(self.jobs) > 1 else []
-        os.sync()
-        command = [options.tool, *chosen, "--overwrite", f"--json={report}", "-O", out, *scans]
-        seconds, memory = run_watched(command, EXITS_OF_A_WHOLE_RUN)
-        self.memory[jobs] = max(self.memory[jobs], memory)
+    def most_memory(self, options, scans, jobs):
+        return most_memory(self.command(options, scans[:len(scans) // ROUNDS], jobs))
+
+    def timed(self, options, scans, jobs):
+        seconds = run(self.command(options, scans, jobs))
         if jobs == 1:
-            with open(report) as file:
+            with open(self.report) as file:
                 self.reports += [line for line in map(json.loads, file) if "file" in line]
         return seconds
+
+    def command(self, options, scans, jobs):
+        out = fresh_folder(os.path.join(self.results, "out"))
+        chosen = ["-j", str(jobs)] if len(self.jobs) > 1 else []
+        os.sync()
+        return [options.tool, *chosen, "--overwrite", f"--json={self.report}", "-O", out, *scans]
 
     def speedup(self):
         return statistics.median(self.speedups)
@@ -235,7 +245,7 @@ def measure_format(options, kind):
         column[f"ms a page: {stage}"] = rounded(runs.stage_ms(stage))
     column["find and turn, of all four"] = f"{100 * runs.find_and_turn():.1f} %"
     for jobs in runs.jobs:
-        column[f"MiB at most, {jobs} job{'s'[:jobs - 1]}"] = rounded(runs.memory[jobs])
+        column[f"MiB at most, {jobs} job{'s'[:jobs - 1]}"] = rounded(runs.most_memory(options, scans, jobs))
     column["frames right"] = f"{right} of {len(scans)}"
     column["skews right"] = f"{skew_right} of {len(scans)}"
     for name in installed_peers():
