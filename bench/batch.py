@@ -131,16 +131,17 @@ class ToolRuns:
                 self.speedups.append(seconds[1] / seconds[2])
 
     def most_memory(self, options, scans, jobs):
-        return most_memory(self.command(options, scans[:len(scans) // ROUNDS], jobs))
+        return most_memory(self.prepare(options, scans[:len(scans) // ROUNDS], jobs))
 
     def timed(self, options, scans, jobs):
-        seconds = run(self.command(options, scans, jobs))
+        seconds = run(self.prepare(options, scans, jobs))
         if jobs == 1:
             with open(self.report) as file:
                 self.reports += [line for line in map(json.loads, file) if "file" in line]
         return seconds
 
-    def command(self, options, scans, jobs):
+    def prepare(self, options, scans, jobs):
+        """Empties the folder of results, has the disk written out, and answers the command that is to run."""
         out = fresh_folder(os.path.join(self.results, "out"))
         chosen = ["-j", str(jobs)] if len(self.jobs) > 1 else []
         os.sync()

@@ -43,8 +43,7 @@ constexpr Words kWords[] = {
     {41, "The page is turned further than --max-angle allows."},
     {42, "The page is a smaller part of the scan than --min-area allows."},
     {50, "The report given to --apply cannot be read, or says nothing of this page; or the file that --json is to "
-         "go on with "
-         "is no report."},
+         "go on with is no report."},
     {60, "The work was interrupted. The same command with --skip-existing goes on with it."},
     {61,
      "The process that worked on the page did not live to finish it: the page made it crash, memory ran out, or "

@@ -53,12 +53,12 @@ class Parallel(unittest.TestCase):
                 f"--json=reports/shard-{{}}-of-{count}.jsonl"]
         numbers = [str(number).zfill(len(str(count))) for number in range(1, count + 1)]
         # Nothing of a user's own: parallel looks into the home and reads $PARALLEL.
-        own = str(self.folder)
-        home = {"PATH": f"{own}:{os.environ['PATH']}", "HOME": own, "PARALLEL_HOME": own}
-        home.update({name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS") if name in os.environ})
+        home = str(self.folder)
+        environment = {"PATH": f"{home}:{os.environ['PATH']}", "HOME": home, "PARALLEL_HOME": home}
+        environment.update({name: os.environ[name] for name in ("ASAN_OPTIONS", "LSAN_OPTIONS") if name in os.environ})
         # Its exit code is the number of runs whose own is not 0.
         shards.run(["parallel", "--will-cite", *(parallel or ["--jobs", "3"]), "--joblog", self.folder / "log", *tool,
-                    ":::", *numbers], site.folder, codes=(1, 2), env=home)
+                    ":::", *numbers], site.folder, codes=(1, 2), env=environment)
         rows = [row.split("\t") for row in (self.folder / "log").read_text(encoding="utf-8").splitlines()[1:]]
         self.assertEqual(count, len(rows))
         self.assertLessEqual({row[6] for row in rows}, {"0", "1", "3"})
