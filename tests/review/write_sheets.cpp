@@ -1,6 +1,7 @@
 /*
  * write_sheets.cpp - writes the contact sheet of a run of 1,203 pages into a folder, for check_review.py. A title tells
- * the exact score, a drawing serves many cards.
+ * the exact score. Every card has a drawing under a name of its own, or the browser would show it all where it has
+ * loaded one; in truth there are eight.
  */
 #include <cstdio>
 #include <filesystem>
@@ -59,7 +60,7 @@ SheetEntry EntryOf(int number)
     entry.title = folder + "/scan-" + std::to_string(number) + "_" +
                   (kind.has_score ? std::to_string(thousandths) : std::string("none")) + ".tif";
     if (!kind.has_drawing) return entry;
-    const std::string drawing = "drawing " + std::to_string(number % kDrawings);
+    const std::string drawing = "drawing " + std::to_string(number);
     entry.overlay = drawing + ".svg";
     if (number % 3 != 0) entry.thumbnail = "thumbnails/" + drawing + ".png";
     return entry;
@@ -90,6 +91,16 @@ bool WriteDrawing(const std::string& folder, int number)
     return Write(folder + "/" + name + ".svg", svg) && Write(folder + "/thumbnails/" + name + ".png", png);
 }
 
+/* Names of a drawing that is written already. */
+void LinkDrawing(const std::string& folder, int number)
+{
+    const std::string written = "drawing " + std::to_string(number % kDrawings);
+    const std::string name = "drawing " + std::to_string(number);
+    std::filesystem::create_hard_link(folder + "/" + written + ".svg", folder + "/" + name + ".svg");
+    std::filesystem::create_hard_link(folder + "/thumbnails/" + written + ".png",
+                                      folder + "/thumbnails/" + name + ".png");
+}
+
 bool WriteAll(const std::string& folder)
 {
     std::filesystem::create_directories(folder + "/thumbnails");
@@ -98,6 +109,7 @@ bool WriteAll(const std::string& folder)
         sheet.Add(EntryOf(i * 512 % kEntries)); /* which share no factor: each once */
     bool good = true;
     for (int i = 0; i < kDrawings; ++i) good = WriteDrawing(folder, i) && good;
+    for (int i = kDrawings; good && i < kEntries; ++i) LinkDrawing(folder, i);
     for (int page = 1; page <= sheet.page_count(); ++page)
         good = Write(folder + "/" + ContactSheet::NameOf(page), sheet.Page(page)) && good;
     return good;
