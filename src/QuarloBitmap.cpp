@@ -361,16 +361,20 @@ static sint32 Draft_New(DraftRec* draft, const BitmapRec& bitmap)
 struct AngleTablesRec {
     Real64* Cos;
     Real64* Sin;
+    uint16* CosParts; /* of the same, see PartOf; null where there is no kernel */
+    uint16* SinParts;
     Real64 CosA;
     Real64 SinA;
 };
 
-static const AngleTablesRec null_angle_tables = {nullptr, nullptr, 0.0, 0.0};
+static const AngleTablesRec null_angle_tables = {nullptr, nullptr, nullptr, nullptr, 0.0, 0.0};
 
 static void AngleTables_Done(AngleTablesRec* tables)
 {
     std::free(tables->Cos);
     std::free(tables->Sin);
+    std::free(tables->CosParts);
+    std::free(tables->SinParts);
     *tables = null_angle_tables;
 }
 
@@ -397,6 +401,23 @@ static sint32 AngleTables_New(AngleTablesRec* tables, Real64 angle, sint32 t)
         tables->Sin[i] = tables->Sin[i - 1] + SinA;
     }
     return QL_SUCCESS;
+}
+
+static uint16* PartsOf(const Real64* entries, sint32 num)
+{
+    uint16* parts = NewArray<uint16>(int64_t{num} + kSpareParts);
+    if (parts == nullptr) return nullptr;
+    for (sint32 i = 0; i < num; ++i) parts[i] = PartOf(entries[i]);
+    std::memset(parts + num, 0, kSpareParts * sizeof *parts);
+    return parts;
+}
+
+/* Entries 0 to t. */
+static sint32 AngleTables_FindParts(AngleTablesRec* tables, sint32 t)
+{
+    tables->CosParts = PartsOf(tables->Cos, t + 1);
+    tables->SinParts = PartsOf(tables->Sin, t + 1);
+    return tables->CosParts != nullptr && tables->SinParts != nullptr ? QL_SUCCESS : QL_OUT_OF_MEMORY;
 }
 
 /*
@@ -583,22 +604,13 @@ struct Walk {
     void DrawByKernel(const Pair& pair, sint32 h, sint32 num) const
     {
         for (const sint32 end = h + num; h < end; h += kPieceSteps) {
-            const RotatePieceRec piece = {source.bitmap,
-                                          sampler.page.center,
-                                          tables.Cos + h,
-                                          tables.Sin + h,
-                                          tables.CosA,
-                                          tables.SinA,
-                                          steady,
-                                          pair.across,
-                                          pair.down,
-                                          end - h < kPieceSteps ? end - h : kPieceSteps,
-                                          pair.forward_line,
-                                          pair.mirrored_line,
-                                          DestCenter.x + h,
-                                          DestCenter.x - h,
-                                          bitmap.biWidth,
-                                          pair.ahead};
+            const RotatePieceRec piece = {
+                source.bitmap,     sampler.page.center, tables.Cos + h,
+                tables.Sin + h,    tables.CosParts + h, tables.SinParts + h,
+                tables.CosA,       tables.SinA,         steady,
+                pair.across,       pair.down,           end - h < kPieceSteps ? end - h : kPieceSteps,
+                pair.forward_line, pair.mirrored_line,  DestCenter.x + h,
+                DestCenter.x - h,  bitmap.biWidth,      pair.ahead};
             kernel->RotatePiece(piece);
         }
     }
@@ -672,6 +684,8 @@ static sint32 RotateSource(const Source& source, BitmapRec* dest, const RowSeckR
     const sint32 farthest = DestCenter.x > DestCenter.y ? DestCenter.x : DestCenter.y;
     const bool painted = kernel == nullptr || Pixel::bits == 1;
     error_code = AngleTables_New(&tables, angle, farthest + kSpareSteps);
+    if (error_code == QL_SUCCESS && kernel != nullptr)
+        error_code = AngleTables_FindParts(&tables, farthest + kSpareSteps);
     if (error_code == QL_SUCCESS && !painted) error_code = Draft_New(&draft, bitmap);
     if (error_code != QL_SUCCESS) {
         AngleTables_Done(&tables);

@@ -43,14 +43,11 @@ struct Vec {
 /*
  * ---- What rotation needs ----
  *
- * Vectors of 32 bytes: runs are too short for more. What the level gives is eight reals at once, and masks.
+ * Vectors of 32 bytes: runs are too short for more. What the level gives is masks.
  */
 
 struct RotateVec : vec32::RotateVec {
     typedef __mmask32 Mask;
-    typedef __m512d Reals;
-    typedef __m256i Ints;
-    static constexpr sint32 reals = 8;
 
     static Mask Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8_mask(a, b); }
     static Bytes Select(Mask mask, Bytes where, Bytes elsewhere)
@@ -58,19 +55,6 @@ struct RotateVec : vec32::RotateVec {
         return _mm256_mask_blend_epi8(mask, elsewhere, where);
     }
     static Bytes Increment(Bytes v, Mask mask) { return _mm256_mask_add_epi8(v, mask, v, _mm256_set1_epi8(1)); }
-
-    static Reals LoadReals(const Real64* from) { return _mm512_loadu_pd(from); }
-    static Reals FillReals(Real64 value) { return _mm512_set1_pd(value); }
-    static Reals AddReals(Reals a, Reals b) { return _mm512_add_pd(a, b); }
-    static Reals SubtractReals(Reals a, Reals b) { return _mm512_sub_pd(a, b); }
-    static Reals MultiplyReals(Reals a, Reals b) { return _mm512_mul_pd(a, b); }
-    static Ints Truncate(Reals v) { return _mm512_cvttpd_epi32(v); }
-    static Reals Whole(Reals v) { return _mm512_roundscale_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
-
-    static void StoreIntsAsBytes(uint8* to, Ints v)
-    {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm256_cvtepi32_epi8(v));
-    }
 };
 
 /* ---- What scans need ---- */

@@ -17,6 +17,7 @@
 #define QUARLO_SRC_KERNELS_KERNELS_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "StructTypes.h"
 
@@ -37,6 +38,19 @@ Level ChosenLevel();
 /* Steps of a piece at most. */
 static constexpr sint32 kPieceSteps = 256;
 
+static constexpr sint32 kSpareParts = 16;
+
+/*
+ * What a coordinate has beyond whole numbers, in 65536ths, to the nearest: sums of parts, modulo 65536, are parts of the
+ * sums, off by a half for each. What is no coordinate of an image has none.
+ */
+static inline uint16 PartOf(Real64 coordinate)
+{
+    if (!(coordinate > -4294967296.0 && coordinate < 4294967296.0)) return 0;
+    const Real64 parts = coordinate * 65536.0;
+    return static_cast<uint16>(static_cast<int64_t>(parts < 0.0 ? parts - 0.5 : parts + 0.5));
+}
+
 /*
  * A piece of two streams of output pixels, which run outwards from the middle of an output row and of its mirror row.
  * At step i, from 0, the forward pixel lies i columns right of forward_col and takes the source point center + (a, b);
@@ -47,13 +61,15 @@ static constexpr sint32 kPieceSteps = 256;
  * All points of the piece are proved to lie inside the page, and all pixels that a kernel reads for them inside the
  * source: the pixels that the interpolation asks for, and `overrun` columns more in the direction of the stream.
  * A kernel may write up to 63 bytes ahead of its pixels in the direction of the stream: they are room around the row, or
- * pixels that are written after. And it may read seven entries more of both tables.
+ * pixels that are written after. And it may read kSpareParts entries more of the parts.
  */
 struct RotatePieceRec {
     const BitmapRec* source;
     PointRec center;
     const Real64* Cos;
     const Real64* Sin;
+    const uint16* CosParts; /* of the same entries, see PartOf */
+    const uint16* SinParts;
     Real64 CosA; /* what neighbouring entries differ by, nearly */
     Real64 SinA;
     bool steady; /* columns are sure to change by at most one a step */

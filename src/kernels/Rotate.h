@@ -8,14 +8,14 @@
  * straight from their source rows, blended and stored.
  *
  * A vector that reaches beyond its run carries pixels of no meaning. They are stored as well: streams run outwards and
- * so does the excess, onto pixels which the next run or piece will write, or off the row. Runs of the mirrored stream go to the left, in source and output alike; there a vector
- * ends where a forward one would begin.
+ * so does the excess, onto pixels which the next run or piece will write, or off the row. Runs of the mirrored stream
+ * go to the left, in source and output alike; there a vector ends where a forward one would begin.
  *
- * Why it is exact. Points and tenths come from the operations of the plain code in the same order, on doubles, without
- * contraction. Since every point is proved inside, every forward point is accepted, and so every mirrored one takes
- * the complement of its tenths. A run's end is estimated from the slope, and then shifted until the points on both
- * sides of it prove it: rows and columns are monotone along a stream. The blends are integer arithmetic that equals
- * the tables for every byte:
+ * Why it is exact. Since every point is proved inside, every forward point is accepted, and so every mirrored one takes
+ * the complement of its tenths. Tenths come from 16-bit parts of the coordinates where these tell them for sure, else
+ * from the operations of the plain code in the same order, on doubles, without contraction; so do the columns and rows
+ * of runs. A run's end is estimated from the slope, and then shifted until the points on both sides of it prove it: rows
+ * and columns are monotone along a stream. The blends are integer arithmetic that equals the tables for every byte:
  *
  *   Bilinear    ByteTable[k][v] for k from 1 to 9 is floor(u * k / 10) with u = min(v + 1, 255), and that is the high
  *               half of u * 6554 * k for all of them. Row 10 is v, one more from 222 to 229; it takes the place of the
@@ -24,8 +24,8 @@
  *               floor((64 * H + L) / 1024) = floor((H + floor(L / 64)) / 16), all within 16 bits. The columns are
  *               summed in 32 bits, and packing with saturation does what clamping before the shift does.
  *
- * A vocabulary V gives: Bytes (size of them to a vector), Words (the same as 16-bit numbers), Reals (reals of them),
- * Ints (what truncated reals are), Mask; and the operations on them.
+ * A vocabulary V gives: Bytes (size of them to a vector), Words (`words` 16-bit numbers), Mask; and the operations on
+ * them.
  */
 #ifndef QUARLO_SRC_KERNELS_ROTATE_H
 #define QUARLO_SRC_KERNELS_ROTATE_H
@@ -194,38 +194,62 @@ inline void FindRuns(const RotatePieceRec& piece, RunsRec* runs)
 
 constexpr sint32 kSpare = 80; /* room for vectors that reach beyond the last step */
 
-/* The tenths of the forward points, for both streams. */
+/* The tenths of the forward points, for both streams, as a blend keeps them. */
+template <class Number>
 struct TenthsRec {
-    alignas(64) uint8 x[kPieceSteps + kSpare];
-    alignas(64) uint8 y[kPieceSteps + kSpare];
+    alignas(64) Number x[kPieceSteps + kSpare];
+    alignas(64) Number y[kPieceSteps + kSpare];
 };
 
-constexpr TenthsRec kNoTenths = {};
+/*
+ * Tenths by the parts of coordinates. A sum of two parts is off by less than 1.1, rounding of the reals included; with 2
+ * added it lies above the truth by 0.9 to 3.1. Both have the same tenths for sure if the sum is by more than that above
+ * the least that has them: ten times the sum is tenths, and an excess in 65536ths.
+ */
+constexpr sint32 kPartsAbove = 2;
+constexpr sint32 kLeastExcess = 32;
 
 template <class V>
-inline typename V::Ints TenthsOf(typename V::Reals coordinate)
+inline typename V::Words TenthsOf(typename V::Words parts, typename V::Words* doubt)
 {
-    const typename V::Reals fraction = V::SubtractReals(coordinate, V::Whole(coordinate));
-    return V::Truncate(V::MultiplyReals(fraction, V::FillReals(10.0)));
+    const typename V::Words ten = V::FillWords(10);
+    const typename V::Words excess = V::MultiplyWords(parts, ten);
+    *doubt = V::Or(*doubt, V::SubtractSaturatedWords(V::FillWords(kLeastExcess), excess));
+    return V::MultiplyHigh(parts, ten);
 }
 
-template <class V>
-inline void FindTenths(const RotatePieceRec& piece, TenthsRec* tenths)
+/* As the plain code computes them. */
+inline sint32 ExactTenthsOf(Real64 coordinate) { return Cut((coordinate - Cut(coordinate)) * 10.0); }
+
+template <class Blend>
+__attribute__((noinline)) void FindExactTenths(const RotatePieceRec& piece, sint32 from, sint32 end,
+                                               TenthsRec<typename Blend::Tenths>* tenths)
 {
-    typedef typename V::Reals Reals;
-    const Reals across = V::FillReals(piece.across);
-    const Reals down = V::FillReals(piece.down);
-    const Reals center_x = V::FillReals(static_cast<Real64>(piece.center.x));
-    const Reals center_y = V::FillReals(static_cast<Real64>(piece.center.y));
-    for (sint32 i = 0; i < piece.num; i += V::reals) {
-        const Reals a = V::AddReals(V::LoadReals(piece.Cos + i), across);
-        const Reals b = V::SubtractReals(down, V::LoadReals(piece.Sin + i));
-        V::StoreIntsAsBytes(tenths->x + i, TenthsOf<V>(V::AddReals(center_x, a)));
-        V::StoreIntsAsBytes(tenths->y + i, TenthsOf<V>(V::AddReals(center_y, b)));
+    const PointPath<Forward> path = {piece};
+    for (sint32 i = from; i < end; ++i) {
+        tenths->x[i] = Blend::Kept(ExactTenthsOf(path.X(i)));
+        tenths->y[i] = Blend::Kept(ExactTenthsOf(path.Y(i)));
+    }
+}
+
+template <class V, class Blend>
+inline void FindTenths(const RotatePieceRec& piece, TenthsRec<typename Blend::Tenths>* tenths)
+{
+    typedef typename V::Words Words;
+    const Words across = V::FillWords(PartOf(piece.across) + kPartsAbove);
+    const Words down = V::FillWords(PartOf(piece.down) + kPartsAbove);
+    for (sint32 i = 0; i < piece.num; i += V::words) {
+        Words doubt = V::Zero();
+        const Words x = V::AddWords(V::LoadWords(piece.CosParts + i), across);
+        const Words y = V::SubtractWords(down, V::LoadWords(piece.SinParts + i));
+        Blend::template Keep<V>(tenths->x + i, TenthsOf<V>(x, &doubt));
+        Blend::template Keep<V>(tenths->y + i, TenthsOf<V>(y, &doubt));
+        if (V::IsZero(doubt)) continue;
+        FindExactTenths<Blend>(piece, i, piece.num - i < V::words ? piece.num : i + V::words, tenths);
     }
     /* The excess pixels get tenths too, so that whatever is computed is the same every time. */
-    std::memset(tenths->x + piece.num, 0, kSpare);
-    std::memset(tenths->y + piece.num, 0, kSpare);
+    std::memset(tenths->x + piece.num, 0, kSpare * sizeof *tenths->x);
+    std::memset(tenths->y + piece.num, 0, kSpare * sizeof *tenths->y);
 }
 
 /* ---- Layout ---- */
@@ -253,6 +277,31 @@ constexpr SpreadTable<Size> MakeSpreadTable()
     return table;
 }
 
+/*
+ * The same for the 16-bit numbers of half a vector's bytes, those that UnpackLow or UnpackHigh take: where a step's
+ * number lies among eight of them, as bytes. Three bytes to a pixel.
+ */
+template <sint32 Size, bool IsMirrored, bool IsHigh>
+struct WordSpread {
+    static constexpr sint32 first =
+        IsMirrored != IsHigh ? 2 : 0; /* step of the eight, so that all that count are in */
+
+    static constexpr SpreadTable<Size> MakeTable()
+    {
+        SpreadTable<Size> table = {};
+        for (sint32 k = 0; k < Size; k += 2) {
+            const sint32 byte = k / 16 * 16 + (IsHigh ? 8 : 0) + k % 16 / 2;
+            const sint32 step = (IsMirrored ? Size - 1 - byte : byte) / 3 - first;
+            const sint32 held = step < 8 ? step : 7; /* the slack takes any */
+            table.entry[k] = static_cast<uint8>(2 * held);
+            table.entry[k + 1] = static_cast<uint8>(2 * held + 1);
+        }
+        return table;
+    }
+};
+
+constexpr SpreadTable<16> kWordsReversed = {{14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1}};
+
 /* ---- Blends ---- */
 
 /* The rows around a run: pointers to the run's first pixel in each, from `before` rows above it on. */
@@ -260,32 +309,69 @@ struct NeighboursRec {
     const uint8* row[4];
 };
 
+/* A run of num pixels on its way to the output, with the tenths of its steps as a blend keeps them. */
+template <class Tenths>
+struct StretchRec {
+    NeighboursRec near;
+    const Tenths* xt;
+    const Tenths* yt;
+    sint32 num;
+    bool steady;
+    uint8* to; /* where the first pixel goes */
+};
+
+/* Stores vector after vector: mix(offset, k) makes the one of pixel k and those that follow it. */
+template <class V, sint32 Channels, class Way, class Mix>
+inline void DrawVectors(sint32 num, uint8* to, const Mix& mix)
+{
+    typedef Layout<V, Channels> Place;
+    for (sint32 k = 0; k < num; k += Place::pixels) {
+        const ptrdiff_t offset = Way::mirrored
+                                     ? -static_cast<ptrdiff_t>((k + Place::pixels - 1) * Channels + Place::slack)
+                                     : static_cast<ptrdiff_t>(k * Channels);
+        V::Store(to + offset, mix(offset, k));
+    }
+}
+
 struct NearbyBlend {
+    typedef uint8 Tenths;
     static constexpr sint32 before = 0;
     static constexpr sint32 rows = 1;
 
     template <class V, sint32 Channels, class Way>
-    static typename V::Bytes Mix(const NeighboursRec& near, ptrdiff_t offset, const uint8*, const uint8*)
+    static void DrawRun(const StretchRec<Tenths>& run)
     {
-        return V::Load(near.row[0] + offset);
+        DrawVectors<V, Channels, Way>(run.num, run.to,
+                                      [&](ptrdiff_t offset, sint32) { return V::Load(run.near.row[0] + offset); });
     }
 };
 
-/* The shares of two neighbours in a blend, from the tenths of the forward point. */
+constexpr sint32 kShare = 6554; /* of a tenth, in 65536ths */
+
+/* The shares of two neighbours in a blend, from that of the forward point's right or lower one; modulo 2^16. */
+template <class V, class Way>
+struct PairOfShares {
+    typename V::Words first;
+    typename V::Words second;
+
+    explicit PairOfShares(typename V::Words share)
+    {
+        const typename V::Words other = V::SubtractWords(V::FillWords(10 * kShare), share);
+        first = Way::mirrored ? share : other;
+        second = Way::mirrored ? other : share;
+    }
+};
+
+/* Of all the bytes of a vector. */
 template <class V, class Way>
 struct SharesRec {
-    typename V::Words first_low, first_high;
-    typename V::Words second_low, second_high;
+    PairOfShares<V, Way> low;
+    PairOfShares<V, Way> high;
     typename V::Mask whole; /* where one neighbour has all: the first, for the mirrored stream the second */
 
-    explicit SharesRec(typename V::Bytes tenths) : whole(V::Equal(tenths, V::Zero()))
+    SharesRec(typename V::Words low_shares, typename V::Words high_shares)
+        : low(low_shares), high(high_shares), whole(V::Equal(V::PackSigned(low_shares, high_shares), V::Zero()))
     {
-        const typename V::Bytes second = Way::mirrored ? V::Subtract(V::Fill(10), tenths) : tenths;
-        second_low = V::MultiplyWords(V::UnpackLow(second, V::Zero()), V::FillWords(6554));
-        second_high = V::MultiplyWords(V::UnpackHigh(second, V::Zero()), V::FillWords(6554));
-        /* 6554 * (10 - k), modulo 2^16 */
-        first_low = V::SubtractWords(V::FillWords(4), second_low);
-        first_high = V::SubtractWords(V::FillWords(4), second_high);
     }
 };
 
@@ -295,7 +381,7 @@ constexpr bool SharesAreExact()
     for (sint32 v = 0; v < 256; ++v) {
         const sint32 u = v < 255 ? v + 1 : 255;
         for (sint32 tenths = 0; tenths < 10; ++tenths)
-            if (ByteTable[tenths][v] != u * 6554 * tenths >> 16) return false;
+            if (ByteTable[tenths][v] != u * kShare * tenths >> 16) return false;
         if (ByteTable[10][v] != v + (v >= 222 && v <= 229 ? 1 : 0)) return false;
     }
     return true;
@@ -304,8 +390,17 @@ constexpr bool SharesAreExact()
 static_assert(SharesAreExact(), "bilinear shares differ from their table");
 
 struct BilinearBlend {
+    typedef uint16 Tenths; /* as shares */
     static constexpr sint32 before = 0;
     static constexpr sint32 rows = 2;
+
+    static Tenths Kept(sint32 tenths) { return static_cast<Tenths>(kShare * tenths); }
+
+    template <class V>
+    static void Keep(Tenths* to, typename V::Words tenths)
+    {
+        V::StoreWords(to, V::MultiplyWords(tenths, V::FillWords(kShare)));
+    }
 
     /* Row 10 of ByteTable. */
     template <class V>
@@ -315,29 +410,80 @@ struct BilinearBlend {
         return V::Increment(v, V::Equal(V::Min(above, V::Fill(7)), above));
     }
 
+    /* Rows 1 to 9 of ByteTable: both neighbours have a share. */
+    template <class V, class Way>
+    static typename V::Bytes Blend(typename V::Bytes first, typename V::Bytes second,
+                                   const PairOfShares<V, Way>& low_shares, const PairOfShares<V, Way>& high_shares)
+    {
+        const typename V::Bytes u1 = V::AddSaturated(first, V::Fill(1));
+        const typename V::Bytes u2 = V::AddSaturated(second, V::Fill(1));
+        const typename V::Words low = V::AddWords(V::MultiplyHigh(V::UnpackLow(u1, V::Zero()), low_shares.first),
+                                                  V::MultiplyHigh(V::UnpackLow(u2, V::Zero()), low_shares.second));
+        const typename V::Words high =
+            V::AddWords(V::MultiplyHigh(V::UnpackHigh(u1, V::Zero()), high_shares.first),
+                        V::MultiplyHigh(V::UnpackHigh(u2, V::Zero()), high_shares.second));
+        return V::PackWords(low, high);
+    }
+
+    /* The same shares for all bytes, and both neighbours have some. */
+    template <class V, class Way>
+    static typename V::Bytes Blend(typename V::Bytes first, typename V::Bytes second,
+                                   const PairOfShares<V, Way>& shares)
+    {
+        return Blend<V, Way>(first, second, shares, shares);
+    }
+
     template <class V, class Way>
     static typename V::Bytes Blend(typename V::Bytes first, typename V::Bytes second,
                                    const SharesRec<V, Way>& shares)
     {
-        const typename V::Bytes u1 = V::AddSaturated(first, V::Fill(1));
-        const typename V::Bytes u2 = V::AddSaturated(second, V::Fill(1));
-        const typename V::Words low = V::AddWords(V::MultiplyHigh(V::UnpackLow(u1, V::Zero()), shares.first_low),
-                                                  V::MultiplyHigh(V::UnpackLow(u2, V::Zero()), shares.second_low));
-        const typename V::Words high =
-            V::AddWords(V::MultiplyHigh(V::UnpackHigh(u1, V::Zero()), shares.first_high),
-                        V::MultiplyHigh(V::UnpackHigh(u2, V::Zero()), shares.second_high));
-        return V::Select(shares.whole, Whole<V>(Way::mirrored ? second : first), V::PackWords(low, high));
+        const typename V::Bytes blend = Blend<V, Way>(first, second, shares.low, shares.high);
+        return V::Select(shares.whole, Whole<V>(Way::mirrored ? second : first), blend);
     }
 
     template <class V, sint32 Channels, class Way>
-    static typename V::Bytes Mix(const NeighboursRec& near, ptrdiff_t offset, const uint8* xt, const uint8* yt)
+    static SharesRec<V, Way> Shares(const Tenths* tenths)
     {
-        const SharesRec<V, Way> across(V::template Spread<Channels, Way::mirrored>(xt));
+        return {V::template SpreadWords<Channels, Way::mirrored, false>(tenths),
+                V::template SpreadWords<Channels, Way::mirrored, true>(tenths)};
+    }
+
+    /* First along the rows, then between them. */
+    template <class V, sint32 Channels, class Way, class Across>
+    static typename V::Bytes Mix(const NeighboursRec& near, ptrdiff_t offset, const Across& across,
+                                 const Tenths* yt)
+    {
         const uint8* top = near.row[0] + offset;
         const uint8* bottom = near.row[1] + offset;
         const typename V::Bytes BiTop = Blend<V, Way>(V::Load(top), V::Load(top + Channels), across);
         const typename V::Bytes BiBotm = Blend<V, Way>(V::Load(bottom), V::Load(bottom + Channels), across);
-        return Blend<V, Way>(BiTop, BiBotm, SharesRec<V, Way>(V::template Spread<Channels, Way::mirrored>(yt)));
+        return Blend<V, Way>(BiTop, BiBotm, Shares<V, Channels, Way>(yt));
+    }
+
+    /*
+     * Along a run the column advances with the step but for the little that the cosine falls short of 1, by which the
+     * fraction of the forward point falls; where columns are steady, rounding cannot outweigh it. Only a mirrored run may
+     * start with a whole number, after which the fraction begins anew. So a run that begins and ends with the same
+     * tenths, and not with none, has no others.
+     */
+    static bool HasOneShare(const StretchRec<Tenths>& run)
+    {
+        return run.steady && run.xt[0] != 0 && run.xt[0] == run.xt[run.num - 1];
+    }
+
+    template <class V, sint32 Channels, class Way>
+    static void DrawRun(const StretchRec<Tenths>& run)
+    {
+        if (HasOneShare(run)) {
+            const PairOfShares<V, Way> across(V::FillWords(run.xt[0]));
+            DrawVectors<V, Channels, Way>(run.num, run.to, [&](ptrdiff_t offset, sint32 k) {
+                return Mix<V, Channels, Way>(run.near, offset, across, run.yt + k);
+            });
+        } else {
+            DrawVectors<V, Channels, Way>(run.num, run.to, [&](ptrdiff_t offset, sint32 k) {
+                return Mix<V, Channels, Way>(run.near, offset, Shares<V, Channels, Way>(run.xt + k), run.yt + k);
+            });
+        }
     }
 };
 
@@ -448,8 +594,17 @@ inline HalvesRec<V> PairOfRowWeights(const HalvesRec<V>& first, const HalvesRec<
 }
 
 struct CubicBlend {
+    typedef uint8 Tenths;
     static constexpr sint32 before = 1;
     static constexpr sint32 rows = 4;
+
+    static Tenths Kept(sint32 tenths) { return static_cast<Tenths>(tenths); }
+
+    template <class V>
+    static void Keep(Tenths* to, typename V::Words tenths)
+    {
+        V::StoreWordsAsBytes(to, tenths);
+    }
 
     /* 16-bit weights of one row of neighbours. */
     template <class V>
@@ -472,7 +627,7 @@ struct CubicBlend {
     }
 
     template <class V, sint32 Channels, class Way>
-    static typename V::Bytes Mix(const NeighboursRec& near, ptrdiff_t offset, const uint8* xt, const uint8* yt)
+    static typename V::Bytes Mix(const NeighboursRec& near, ptrdiff_t offset, const Tenths* xt, const Tenths* yt)
     {
         typename V::Bytes right = V::template Spread<Channels, Way::mirrored>(xt);
         typename V::Bytes lower = V::template Spread<Channels, Way::mirrored>(yt);
@@ -498,22 +653,17 @@ struct CubicBlend {
                     PairOfRowWeights<V>(bct2, bct3, true));
         return V::PackWords(low, high);
     }
+
+    template <class V, sint32 Channels, class Way>
+    static void DrawRun(const StretchRec<Tenths>& run)
+    {
+        DrawVectors<V, Channels, Way>(run.num, run.to, [&](ptrdiff_t offset, sint32 k) {
+            return Mix<V, Channels, Way>(run.near, offset, run.xt + k, run.yt + k);
+        });
+    }
 };
 
-/* ---- DrawRun ---- */
-
-/* Draws a run of num pixels whose first stands at near.row and goes to `to`. */
-template <class V, sint32 Channels, class Blend, class Way>
-inline void DrawRun(const NeighboursRec& near, const uint8* xt, const uint8* yt, sint32 num, uint8* to)
-{
-    typedef Layout<V, Channels> Place;
-    for (sint32 k = 0; k < num; k += Place::pixels) {
-        const ptrdiff_t offset = Way::mirrored
-                                     ? -static_cast<ptrdiff_t>((k + Place::pixels - 1) * Channels + Place::slack)
-                                     : static_cast<ptrdiff_t>(k * Channels);
-        V::Store(to + offset, Blend::template Mix<V, Channels, Way>(near, offset, xt + k, yt + k));
-    }
-}
+/* ---- Pieces ---- */
 
 /*
  * Asks for the memory that this run's pixels will come from a few output rows later. A skewed walk touches hundreds of
@@ -532,24 +682,24 @@ __attribute__((always_inline)) inline void Prefetch(const BitmapRec& source, sin
 
 /* Draws a run of num steps from `step` on, which starts at the source pixel (x, y). */
 template <class V, sint32 Channels, class Blend, class Way>
-inline void DrawRunAt(const RotatePieceRec& piece, const TenthsRec& tenths, sint32 step, sint32 num, sint32 x,
-                      sint32 y)
+inline void DrawRunAt(const RotatePieceRec& piece, const TenthsRec<typename Blend::Tenths>& tenths, sint32 step,
+                      sint32 num, sint32 x, sint32 y)
 {
     const BitmapRec& source = *piece.source;
     const ptrdiff_t at = static_cast<ptrdiff_t>(x) * Channels;
     const ptrdiff_t from = Way::mirrored ? at - static_cast<ptrdiff_t>(num - 1) * Channels : at;
     Prefetch(source, y + Way::sign * piece.ahead, from, from + static_cast<ptrdiff_t>(num) * Channels);
 
-    NeighboursRec near;
-    for (sint32 k = 0; k < Blend::rows; ++k) near.row[k] = source.ScanLine[y - Blend::before + k] + at;
     uint8* line = Way::mirrored ? piece.mirrored_line : piece.forward_line;
     const sint32 col = (Way::mirrored ? piece.mirrored_col : piece.forward_col) + Way::sign * step;
-    DrawRun<V, Channels, Blend, Way>(near, tenths.x + step, tenths.y + step, num,
-                                     line + static_cast<ptrdiff_t>(col) * Channels);
+    StretchRec<typename Blend::Tenths> run = {{},  tenths.x + step, tenths.y + step,
+                                              num, piece.steady,    line + static_cast<ptrdiff_t>(col) * Channels};
+    for (sint32 k = 0; k < Blend::rows; ++k) run.near.row[k] = source.ScanLine[y - Blend::before + k] + at;
+    Blend::template DrawRun<V, Channels, Way>(run);
 }
 
 template <class V, sint32 Channels, class Blend, class Way>
-inline void DrawStream(const RotatePieceRec& piece, const TenthsRec& tenths)
+inline void DrawStream(const RotatePieceRec& piece, const TenthsRec<typename Blend::Tenths>& tenths)
 {
     RunsRec runs;
     FindRuns<PointPath<Way>>(piece, &runs);
@@ -560,8 +710,8 @@ inline void DrawStream(const RotatePieceRec& piece, const TenthsRec& tenths)
 template <class V, sint32 Channels, class Blend>
 void RotatePiece(const RotatePieceRec& piece)
 {
-    TenthsRec tenths;
-    FindTenths<V>(piece, &tenths);
+    TenthsRec<typename Blend::Tenths> tenths;
+    FindTenths<V, Blend>(piece, &tenths);
     DrawStream<V, Channels, Blend, Forward>(piece, tenths);
     DrawStream<V, Channels, Blend, Mirrored>(piece, tenths);
 }
@@ -570,6 +720,7 @@ void RotatePiece(const RotatePieceRec& piece)
 template <class V, sint32 Channels>
 void RotatePieceNearby(const RotatePieceRec& piece)
 {
+    static constexpr TenthsRec<uint8> kNoTenths = {};
     RunsRec runs;
     FindRuns<OffsetPath>(piece, &runs);
     for (const RunRec* run = runs.run; run != runs.run + runs.num; ++run) {

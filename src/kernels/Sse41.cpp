@@ -44,9 +44,7 @@ struct Vec {
 struct RotateVec : Vec {
     typedef __m128i Words;
     typedef __m128i Mask;
-    typedef __m128d Reals;
-    typedef __m128i Ints; /* two of them */
-    static constexpr sint32 reals = 2;
+    static constexpr sint32 words = 8;
 
     static Bytes Zero() { return _mm_setzero_si128(); }
     static Words FillWords(int value) { return _mm_set1_epi16(static_cast<short>(value)); }
@@ -55,10 +53,19 @@ struct RotateVec : Vec {
     static Words UnpackLowWords(Words a, Words b) { return _mm_unpacklo_epi16(a, b); }
     static Words UnpackHighWords(Words a, Words b) { return _mm_unpackhi_epi16(a, b); }
     static Bytes PackWords(Words low, Words high) { return _mm_packus_epi16(low, high); }
+    static Bytes PackSigned(Words low, Words high) { return _mm_packs_epi16(low, high); }
     static Words PackInt32(Words low, Words high) { return _mm_packs_epi32(low, high); }
 
+    static Words LoadWords(const uint16* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+    static void StoreWords(uint16* to, Words v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v); }
+    static void StoreWordsAsBytes(uint8* to, Words v)
+    {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(to), PackWords(v, v));
+    }
+    static bool IsZero(Words v) { return _mm_testz_si128(v, v) != 0; }
     static Words AddWords(Words a, Words b) { return _mm_add_epi16(a, b); }
     static Words SubtractWords(Words a, Words b) { return _mm_sub_epi16(a, b); }
+    static Words SubtractSaturatedWords(Words a, Words b) { return _mm_subs_epu16(a, b); }
     static Words MultiplyWords(Words a, Words b) { return _mm_mullo_epi16(a, b); }
     static Words MultiplyHigh(Words a, Words b) { return _mm_mulhi_epu16(a, b); }
     static Words AddInt32(Words a, Words b) { return _mm_add_epi32(a, b); }
@@ -93,18 +100,17 @@ struct RotateVec : Vec {
         return _mm_shuffle_epi8(Load(tenths), Load(table.entry));
     }
 
-    static Reals LoadReals(const Real64* from) { return _mm_loadu_pd(from); }
-    static Reals FillReals(Real64 value) { return _mm_set1_pd(value); }
-    static Reals AddReals(Reals a, Reals b) { return _mm_add_pd(a, b); }
-    static Reals SubtractReals(Reals a, Reals b) { return _mm_sub_pd(a, b); }
-    static Reals MultiplyReals(Reals a, Reals b) { return _mm_mul_pd(a, b); }
-    static Ints Truncate(Reals v) { return _mm_cvttpd_epi32(v); }
-    static Reals Whole(Reals v) { return _mm_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
-
-    static void StoreIntsAsBytes(uint8* to, Ints v)
+    /* The same for the numbers of steps, for the bytes that UnpackLow or UnpackHigh take. */
+    template <sint32 Channels, bool IsMirrored, bool IsHigh>
+    static Words SpreadWords(const uint16* numbers)
     {
-        const uint16 bytes = static_cast<uint16>(_mm_extract_epi16(_mm_shuffle_epi8(v, _mm_set1_epi16(0x0400)), 0));
-        std::memcpy(to, &bytes, sizeof bytes);
+        if (Channels == 1) {
+            const Words eight = LoadWords(numbers + (IsMirrored != IsHigh ? 8 : 0));
+            return IsMirrored ? _mm_shuffle_epi8(eight, Load(kWordsReversed.entry)) : eight;
+        }
+        typedef WordSpread<16, IsMirrored, IsHigh> Spread;
+        static constexpr SpreadTable<16> table = Spread::MakeTable();
+        return _mm_shuffle_epi8(LoadWords(numbers + Spread::first), Load(table.entry));
     }
 };
 

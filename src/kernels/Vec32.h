@@ -49,9 +49,7 @@ struct Vec {
 struct RotateVec : Vec {
     typedef __m256i Words;
     typedef __m256i Mask;
-    typedef __m256d Reals;
-    typedef __m128i Ints;
-    static constexpr sint32 reals = 4;
+    static constexpr sint32 words = 16;
 
     static Bytes Zero() { return _mm256_setzero_si256(); }
     static Words FillWords(int value) { return _mm256_set1_epi16(static_cast<short>(value)); }
@@ -60,10 +58,23 @@ struct RotateVec : Vec {
     static Words UnpackLowWords(Words a, Words b) { return _mm256_unpacklo_epi16(a, b); }
     static Words UnpackHighWords(Words a, Words b) { return _mm256_unpackhi_epi16(a, b); }
     static Bytes PackWords(Words low, Words high) { return _mm256_packus_epi16(low, high); }
+    static Bytes PackSigned(Words low, Words high) { return _mm256_packs_epi16(low, high); }
     static Words PackInt32(Words low, Words high) { return _mm256_packs_epi32(low, high); }
 
+    static Words LoadWords(const uint16* from)
+    {
+        return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+    }
+    static void StoreWords(uint16* to, Words v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), v); }
+    static void StoreWordsAsBytes(uint8* to, Words v)
+    {
+        const Bytes halves = _mm256_permute4x64_epi64(PackWords(v, v), 0xD8);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(halves));
+    }
+    static bool IsZero(Words v) { return _mm256_testz_si256(v, v) != 0; }
     static Words AddWords(Words a, Words b) { return _mm256_add_epi16(a, b); }
     static Words SubtractWords(Words a, Words b) { return _mm256_sub_epi16(a, b); }
+    static Words SubtractSaturatedWords(Words a, Words b) { return _mm256_subs_epu16(a, b); }
     static Words MultiplyWords(Words a, Words b) { return _mm256_mullo_epi16(a, b); }
     static Words MultiplyHigh(Words a, Words b) { return _mm256_mulhi_epu16(a, b); }
     static Words AddInt32(Words a, Words b) { return _mm256_add_epi32(a, b); }
@@ -106,20 +117,26 @@ struct RotateVec : Vec {
         return _mm256_shuffle_epi8(FillTable(tenths), Load(table.entry));
     }
 
-    static __m128i Load16(const uint8* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
-
-    static Reals LoadReals(const Real64* from) { return _mm256_loadu_pd(from); }
-    static Reals FillReals(Real64 value) { return _mm256_set1_pd(value); }
-    static Reals AddReals(Reals a, Reals b) { return _mm256_add_pd(a, b); }
-    static Reals SubtractReals(Reals a, Reals b) { return _mm256_sub_pd(a, b); }
-    static Reals MultiplyReals(Reals a, Reals b) { return _mm256_mul_pd(a, b); }
-    static Ints Truncate(Reals v) { return _mm256_cvttpd_epi32(v); }
-    static Reals Whole(Reals v) { return _mm256_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC); }
-
-    static void StoreIntsAsBytes(uint8* to, Ints v)
+    /* The same for the numbers of steps, for the bytes that UnpackLow or UnpackHigh take. */
+    template <sint32 Channels, bool IsMirrored, bool IsHigh>
+    static Words SpreadWords(const uint16* numbers)
     {
-        const int bytes = _mm_cvtsi128_si32(_mm_shuffle_epi8(v, _mm_set1_epi32(0x0C080400)));
-        std::memcpy(to, &bytes, sizeof bytes);
+        if (Channels == 1) {
+            constexpr sint32 low = IsMirrored ? (IsHigh ? 16 : 24) : (IsHigh ? 8 : 0);
+            constexpr sint32 high = IsMirrored ? low - 16 : low + 16;
+            const Words both =
+                _mm256_inserti128_si256(_mm256_castsi128_si256(Load16(numbers + low)), Load16(numbers + high), 1);
+            return IsMirrored ? _mm256_shuffle_epi8(both, FillTable(kWordsReversed.entry)) : both;
+        }
+        typedef WordSpread<32, IsMirrored, IsHigh> Spread;
+        static constexpr SpreadTable<32> table = Spread::MakeTable();
+        return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(Load16(numbers + Spread::first)), Load(table.entry));
+    }
+
+    template <class Number>
+    static __m128i Load16(const Number* from)
+    {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
     }
 };
 
