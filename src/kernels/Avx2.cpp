@@ -7,7 +7,7 @@
 
 extern const KernelsRec kAvx2Kernels;
 const KernelsRec kAvx2Kernels = {
-    /* rotate */ RotateKernels<vec32::RotateVec>(),
+    /* rotate */ RotateKernels<vec32::RotateVec, vec32::RotateVec>(),
     /* convert */ ConvertKernelsOf<vec32::PixelVec>(),
     /* turn */ TurnKernelsOf<vec32::PixelVec>(),
     /* scan */ {kDotScans<Dots1>, kDotScans<Dots8<vec32::ScanVec>>, kDotScans<Dots24<vec32::ScanVec>>},

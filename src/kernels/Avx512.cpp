@@ -43,10 +43,12 @@ struct Vec {
 /*
  * ---- What rotation needs ----
  *
- * Vectors of 32 bytes: runs are too short for more. What the level gives is masks.
+ * Vectors of 32 bytes with masks. Longer ones are for blends of little work a byte, which take two loads and a store
+ * for it; others lose more where a run ends amid a vector.
  */
 
 struct RotateVec : vec32::RotateVec {
+    typedef RotateVec Shorter;
     typedef __mmask32 Mask;
 
     static Mask Equal(Bytes a, Bytes b) { return _mm256_cmpeq_epi8_mask(a, b); }
@@ -55,6 +57,61 @@ struct RotateVec : vec32::RotateVec {
         return _mm256_mask_blend_epi8(mask, elsewhere, where);
     }
     static Bytes Increment(Bytes v, Mask mask) { return _mm256_mask_add_epi8(v, mask, v, _mm256_set1_epi8(1)); }
+};
+
+/* The steps that half the bytes of a vector belong to, see SpreadWords. */
+struct StepTable {
+    alignas(64) uint16 entry[32];
+};
+
+template <sint32 Channels, bool IsMirrored, bool IsHigh>
+constexpr StepTable MakeStepTable()
+{
+    StepTable table = {};
+    for (sint32 k = 0; k < 32; ++k) {
+        const sint32 byte = k / 8 * 16 + (IsHigh ? 8 : 0) + k % 8;
+        table.entry[k] = static_cast<uint16>((IsMirrored ? 63 - byte : byte) / Channels);
+    }
+    return table;
+}
+
+struct LongRotateVec : Vec {
+    typedef RotateVec Shorter;
+    typedef __m512i Words;
+    typedef __mmask64 Mask;
+    static constexpr sint32 words = 32;
+
+    static Bytes Zero() { return _mm512_setzero_si512(); }
+    static Words FillWords(int value) { return _mm512_set1_epi16(static_cast<short>(value)); }
+    static Words UnpackLow(Bytes a, Bytes b) { return _mm512_unpacklo_epi8(a, b); }
+    static Words UnpackHigh(Bytes a, Bytes b) { return _mm512_unpackhi_epi8(a, b); }
+    static Bytes PackWords(Words low, Words high) { return _mm512_packus_epi16(low, high); }
+    static Bytes PackSigned(Words low, Words high) { return _mm512_packs_epi16(low, high); }
+
+    static Words LoadWords(const uint16* from) { return _mm512_loadu_si512(from); }
+    static void StoreWords(uint16* to, Words v) { _mm512_storeu_si512(to, v); }
+    static bool IsZero(Words v) { return _mm512_test_epi16_mask(v, v) == 0; }
+    static Words AddWords(Words a, Words b) { return _mm512_add_epi16(a, b); }
+    static Words SubtractWords(Words a, Words b) { return _mm512_sub_epi16(a, b); }
+    static Words SubtractSaturatedWords(Words a, Words b) { return _mm512_subs_epu16(a, b); }
+    static Words MultiplyWords(Words a, Words b) { return _mm512_mullo_epi16(a, b); }
+    static Words MultiplyHigh(Words a, Words b) { return _mm512_mulhi_epu16(a, b); }
+
+    static Mask Equal(Bytes a, Bytes b) { return _mm512_cmpeq_epi8_mask(a, b); }
+    static Bytes Select(Mask mask, Bytes where, Bytes elsewhere)
+    {
+        return _mm512_mask_blend_epi8(mask, elsewhere, where);
+    }
+    static Bytes Increment(Bytes v, Mask mask) { return _mm512_mask_add_epi8(v, mask, v, _mm512_set1_epi8(1)); }
+
+    template <sint32 Channels, bool IsMirrored, bool IsHigh>
+    static Words SpreadWords(const uint16* numbers)
+    {
+        static constexpr StepTable steps = MakeStepTable<Channels, IsMirrored, IsHigh>();
+        const Words table = _mm512_load_si512(steps.entry);
+        if (Channels == 3) return _mm512_permutexvar_epi16(table, LoadWords(numbers));
+        return _mm512_permutex2var_epi16(LoadWords(numbers), table, LoadWords(numbers + words));
+    }
 };
 
 /* ---- What scans need ---- */
@@ -189,7 +246,7 @@ private:
 
 extern const KernelsRec kAvx512Kernels;
 const KernelsRec kAvx512Kernels = {
-    /* rotate */ RotateKernels<RotateVec>(),
+    /* rotate */ RotateKernels<RotateVec, LongRotateVec>(),
     /* convert */ ConvertKernelsOf<PixelVec>(),
     /* turn */ TurnKernelsOf<PixelVec>(),
     /* scan */ {kDotScans<Dots1>, kDotScans<Dots8<ScanVec>>, kDotScans<Dots24<ScanVec>>},

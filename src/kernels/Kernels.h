@@ -38,7 +38,7 @@ Level ChosenLevel();
 /* Steps of a piece at most. */
 static constexpr sint32 kPieceSteps = 256;
 
-static constexpr sint32 kSpareParts = 16;
+static constexpr sint32 kSpareParts = 32;
 
 /*
  * What a coordinate has beyond whole numbers, in 65536ths, to the nearest: sums of parts, modulo 65536, are parts of the

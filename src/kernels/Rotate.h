@@ -24,8 +24,8 @@
  *               floor((64 * H + L) / 1024) = floor((H + floor(L / 64)) / 16), all within 16 bits. The columns are
  *               summed in 32 bits, and packing with saturation does what clamping before the shift does.
  *
- * A vocabulary V gives: Bytes (size of them to a vector), Words (`words` 16-bit numbers), Mask; and the operations on
- * them.
+ * A vocabulary V gives: Bytes (size of them to a vector), Words (`words` 16-bit numbers), Mask, and the operations on
+ * them; and Shorter, one of shorter vectors for the rest of a run, or itself.
  */
 #ifndef QUARLO_SRC_KERNELS_ROTATE_H
 #define QUARLO_SRC_KERNELS_ROTATE_H
@@ -320,17 +320,26 @@ struct StretchRec {
     uint8* to; /* where the first pixel goes */
 };
 
-/* Stores vector after vector: mix(offset, k) makes the one of pixel k and those that follow it. */
+/* Stores the vector of pixel k and those that follow it, which mix(V(), offset, k) makes. */
+template <class V, sint32 Channels, class Way, class Mix>
+inline void DrawVector(sint32 k, uint8* to, const Mix& mix)
+{
+    typedef Layout<V, Channels> Place;
+    const ptrdiff_t offset = Way::mirrored
+                                 ? -static_cast<ptrdiff_t>((k + Place::pixels - 1) * Channels + Place::slack)
+                                 : static_cast<ptrdiff_t>(k * Channels);
+    V::Store(to + offset, mix(V(), offset, k));
+}
+
+/* Draws num pixels, vector after vector; what a shorter vector can hold is left to that, if the vocabulary has one. */
 template <class V, sint32 Channels, class Way, class Mix>
 inline void DrawVectors(sint32 num, uint8* to, const Mix& mix)
 {
-    typedef Layout<V, Channels> Place;
-    for (sint32 k = 0; k < num; k += Place::pixels) {
-        const ptrdiff_t offset = Way::mirrored
-                                     ? -static_cast<ptrdiff_t>((k + Place::pixels - 1) * Channels + Place::slack)
-                                     : static_cast<ptrdiff_t>(k * Channels);
-        V::Store(to + offset, mix(offset, k));
-    }
+    typedef typename V::Shorter Shorter;
+    constexpr sint32 rest = V::size == Shorter::size ? 0 : Layout<Shorter, Channels>::pixels;
+    sint32 k = 0;
+    for (; num - k > rest; k += Layout<V, Channels>::pixels) DrawVector<V, Channels, Way>(k, to, mix);
+    if (k < num) DrawVector<Shorter, Channels, Way>(k, to, mix);
 }
 
 struct NearbyBlend {
@@ -341,8 +350,9 @@ struct NearbyBlend {
     template <class V, sint32 Channels, class Way>
     static void DrawRun(const StretchRec<Tenths>& run)
     {
-        DrawVectors<V, Channels, Way>(run.num, run.to,
-                                      [&](ptrdiff_t offset, sint32) { return V::Load(run.near.row[0] + offset); });
+        DrawVectors<V, Channels, Way>(run.num, run.to, [&](auto v, ptrdiff_t offset, sint32) {
+            return decltype(v)::Load(run.near.row[0] + offset);
+        });
     }
 };
 
@@ -475,13 +485,15 @@ struct BilinearBlend {
     static void DrawRun(const StretchRec<Tenths>& run)
     {
         if (HasOneShare(run)) {
-            const PairOfShares<V, Way> across(V::FillWords(run.xt[0]));
-            DrawVectors<V, Channels, Way>(run.num, run.to, [&](ptrdiff_t offset, sint32 k) {
-                return Mix<V, Channels, Way>(run.near, offset, across, run.yt + k);
+            DrawVectors<V, Channels, Way>(run.num, run.to, [&](auto v, ptrdiff_t offset, sint32 k) {
+                typedef decltype(v) W;
+                const PairOfShares<W, Way> across(W::FillWords(run.xt[0]));
+                return Mix<W, Channels, Way>(run.near, offset, across, run.yt + k);
             });
         } else {
-            DrawVectors<V, Channels, Way>(run.num, run.to, [&](ptrdiff_t offset, sint32 k) {
-                return Mix<V, Channels, Way>(run.near, offset, Shares<V, Channels, Way>(run.xt + k), run.yt + k);
+            DrawVectors<V, Channels, Way>(run.num, run.to, [&](auto v, ptrdiff_t offset, sint32 k) {
+                typedef decltype(v) W;
+                return Mix<W, Channels, Way>(run.near, offset, Shares<W, Channels, Way>(run.xt + k), run.yt + k);
             });
         }
     }
@@ -657,8 +669,8 @@ struct CubicBlend {
     template <class V, sint32 Channels, class Way>
     static void DrawRun(const StretchRec<Tenths>& run)
     {
-        DrawVectors<V, Channels, Way>(run.num, run.to, [&](ptrdiff_t offset, sint32 k) {
-            return Mix<V, Channels, Way>(run.near, offset, run.xt + k, run.yt + k);
+        DrawVectors<V, Channels, Way>(run.num, run.to, [&](auto v, ptrdiff_t offset, sint32 k) {
+            return Mix<decltype(v), Channels, Way>(run.near, offset, run.xt + k, run.yt + k);
         });
     }
 };
@@ -853,14 +865,15 @@ constexpr RotateKernelRec NearbyKernel()
     return {RotatePieceNearby<V, Channels>, Layout<V, Channels>::touched - 1, StreamRow};
 }
 
-template <class V>
+/* Of a level that has longer vectors, too, for what gains by them. */
+template <class V, class Longer>
 constexpr RotateKernelsRec RotateKernels()
 {
     return {{RotateBits, 0, nullptr},
             NearbyKernel<V, 1>(),
             NearbyKernel<V, 3>(),
-            RotateKernel<V, 1, BilinearBlend>(),
-            RotateKernel<V, 3, BilinearBlend>(),
+            RotateKernel<Longer, 1, BilinearBlend>(),
+            RotateKernel<Longer, 3, BilinearBlend>(),
             RotateKernel<V, 1, CubicBlend>(),
             RotateKernel<V, 3, CubicBlend>()};
 }

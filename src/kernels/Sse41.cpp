@@ -42,6 +42,7 @@ struct Vec {
 /* ---- What rotation needs ---- */
 
 struct RotateVec : Vec {
+    typedef RotateVec Shorter;
     typedef __m128i Words;
     typedef __m128i Mask;
     static constexpr sint32 words = 8;
@@ -215,7 +216,7 @@ struct PixelVec : Vec {
 
 extern const KernelsRec kSse41Kernels;
 const KernelsRec kSse41Kernels = {
-    /* rotate */ RotateKernels<RotateVec>(),
+    /* rotate */ RotateKernels<RotateVec, RotateVec>(),
     /* convert */ ConvertKernelsOf<PixelVec>(),
     /* turn */ TurnKernelsOf<PixelVec>(),
     /* scan */ {kDotScans<Dots1>, kDotScans<Dots8<ScanVec>>, kDotScans<Dots24<ScanVec>>},

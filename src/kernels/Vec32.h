@@ -47,6 +47,7 @@ struct Vec {
 /* ---- What rotation needs ---- */
 
 struct RotateVec : Vec {
+    typedef RotateVec Shorter;
     typedef __m256i Words;
     typedef __m256i Mask;
     static constexpr sint32 words = 16;
