@@ -601,18 +601,34 @@ struct Walk {
         return widest_left <= left && right <= least_right;
     }
 
+    RotatePieceRec PieceOf(const Pair& pair, sint32 h, sint32 num) const
+    {
+        RotatePieceRec piece = {};
+        piece.source = source.bitmap;
+        piece.center = sampler.page.center;
+        piece.Cos = tables.Cos + h;
+        piece.Sin = tables.Sin + h;
+        piece.CosParts = tables.CosParts + h;
+        piece.SinParts = tables.SinParts + h;
+        piece.CosA = tables.CosA;
+        piece.SinA = tables.SinA;
+        piece.steady = steady;
+        piece.across = pair.across;
+        piece.down = pair.down;
+        piece.num = num;
+        piece.forward_line = pair.forward_line;
+        piece.mirrored_line = pair.mirrored_line;
+        piece.forward_col = DestCenter.x + h;
+        piece.mirrored_col = DestCenter.x - h;
+        piece.width = bitmap.biWidth;
+        piece.ahead = pair.ahead;
+        return piece;
+    }
+
     void DrawByKernel(const Pair& pair, sint32 h, sint32 num) const
     {
-        for (const sint32 end = h + num; h < end; h += kPieceSteps) {
-            const RotatePieceRec piece = {
-                source.bitmap,     sampler.page.center, tables.Cos + h,
-                tables.Sin + h,    tables.CosParts + h, tables.SinParts + h,
-                tables.CosA,       tables.SinA,         steady,
-                pair.across,       pair.down,           end - h < kPieceSteps ? end - h : kPieceSteps,
-                pair.forward_line, pair.mirrored_line,  DestCenter.x + h,
-                DestCenter.x - h,  bitmap.biWidth,      pair.ahead};
-            kernel->RotatePiece(piece);
-        }
+        for (const sint32 end = h + num; h < end; h += kPieceSteps)
+            kernel->RotatePiece(PieceOf(pair, h, end - h < kPieceSteps ? end - h : kPieceSteps));
     }
 
     void Finish(uint8* row, const uint8* line) const

@@ -38,6 +38,7 @@ Level ChosenLevel();
 /* Steps of a piece at most. */
 static constexpr sint32 kPieceSteps = 256;
 
+/* Entries beyond the last one that a kernel may read of a table of parts. */
 static constexpr sint32 kSpareParts = 32;
 
 /*

@@ -283,8 +283,8 @@ constexpr SpreadTable<Size> MakeSpreadTable()
  */
 template <sint32 Size, bool IsMirrored, bool IsHigh>
 struct WordSpread {
-    static constexpr sint32 first =
-        IsMirrored != IsHigh ? 2 : 0; /* step of the eight, so that all that count are in */
+    /* Step of the first of the eight, so that all that count are among them. */
+    static constexpr sint32 first = IsMirrored != IsHigh ? 2 : 0;
 
     static constexpr SpreadTable<Size> MakeTable()
     {
@@ -704,8 +704,8 @@ inline void DrawRunAt(const RotatePieceRec& piece, const TenthsRec<typename Blen
 
     uint8* line = Way::mirrored ? piece.mirrored_line : piece.forward_line;
     const sint32 col = (Way::mirrored ? piece.mirrored_col : piece.forward_col) + Way::sign * step;
-    StretchRec<typename Blend::Tenths> run = {{},  tenths.x + step, tenths.y + step,
-                                              num, piece.steady,    line + static_cast<ptrdiff_t>(col) * Channels};
+    uint8* to = line + static_cast<ptrdiff_t>(col) * Channels;
+    StretchRec<typename Blend::Tenths> run = {{}, tenths.x + step, tenths.y + step, num, piece.steady, to};
     for (sint32 k = 0; k < Blend::rows; ++k) run.near.row[k] = source.ScanLine[y - Blend::before + k] + at;
     Blend::template DrawRun<V, Channels, Way>(run);
 }
