@@ -403,6 +403,7 @@ static sint32 AngleTables_New(AngleTablesRec* tables, Real64 angle, sint32 t)
     return QL_SUCCESS;
 }
 
+/* The parts of num entries, and room behind them for what kernels read beyond; null when memory runs out. */
 static uint16* PartsOf(const Real64* entries, sint32 num)
 {
     uint16* parts = NewArray<uint16>(int64_t{num} + kSpareParts);
@@ -412,7 +413,7 @@ static uint16* PartsOf(const Real64* entries, sint32 num)
     return parts;
 }
 
-/* Entries 0 to t. */
+/* Adds the parts of entries 0 to t; on failure the caller releases what there is. */
 static sint32 AngleTables_FindParts(AngleTablesRec* tables, sint32 t)
 {
     tables->CosParts = PartsOf(tables->Cos, t + 1);

@@ -43,8 +43,8 @@ struct Vec {
 /*
  * ---- What rotation needs ----
  *
- * Vectors of 32 bytes with masks. Longer ones are for blends of little work a byte, which take two loads and a store
- * for it; others lose more where a run ends amid a vector.
+ * Vectors of 32 bytes with masks. Longer ones pay for bilinear blends only: cubic ones lose more by them where a run
+ * ends amid a vector than they gain elsewhere.
  */
 
 struct RotateVec : vec32::RotateVec {
@@ -75,6 +75,7 @@ constexpr StepTable MakeStepTable()
     return table;
 }
 
+/* Vectors of 64 bytes, what bilinear blends need. */
 struct LongRotateVec : Vec {
     typedef RotateVec Shorter;
     typedef __m512i Words;

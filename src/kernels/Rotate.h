@@ -300,6 +300,7 @@ struct WordSpread {
     }
 };
 
+/* What turns eight 16-bit numbers round. */
 constexpr SpreadTable<16> kWordsReversed = {{14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1}};
 
 /* ---- Blends ---- */

@@ -1,7 +1,7 @@
 /*
  * write_sheets.cpp - writes the contact sheet of a run of 1,203 pages into a folder, for check_review.py. A title tells
- * the exact score. Every card has a drawing under a name of its own, or the browser would show it all where it has
- * loaded one; in truth there are eight.
+ * the exact score. Every card has a drawing under a name of its own, though in truth there are eight: what a browser
+ * has loaded for one card it may show on all others with that name at once, however far below they are.
  */
 #include <cstdio>
 #include <filesystem>
